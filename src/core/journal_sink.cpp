@@ -22,7 +22,7 @@ namespace
 constexpr sockaddr_un journal_address = {AF_UNIX, "/run/systemd/journal/socket"};
 
 /** Fits a socket's default send buffer with room to spare. A longer message is cut here. */
-constexpr size_t max_message_size = 64 * 1024;
+constexpr size_t max_message_size = 65536;
 
 constexpr int lowest_priority = 7;
 

@@ -68,15 +68,16 @@ void log_trace(int level, const char* module_tag, const char* function, int line
     qlog_printf(level, log_component, format, module_tag, function, line, args...);
 }
 
+/** Never called and not defined: the macros name it so that the compiler checks their texts. */
+[[gnu::format(printf, 1, 2)]] int checked_format(const char* format, ...);
+
 } // namespace kex
 
-// Calls writer, log_message or log_trace, under the module_tag that is in scope. The call inside
-// sizeof is never made: it lets the compiler check text against its arguments, which it cannot
-// do for a template.
+// Calls writer, log_message or log_trace, under the module_tag that is in scope. What stands inside
+// sizeof is not evaluated; it checks text against its arguments, which cannot be done for a
+// template.
 #define KEX_LOG(writer, level, function, line, text, ...)                                          \
-    (static_cast<void>(sizeof(qlog_printf(level, ::kex::log_component, "%s_%s():%d - " text,       \
-                                          module_tag, function, line __VA_OPT__(, ) __VA_ARGS__),  \
-                              0)),                                                                 \
+    (static_cast<void>(sizeof(::kex::checked_format(text __VA_OPT__(, ) __VA_ARGS__))),            \
      writer(level, module_tag, function, line, "%s_%s():%d - " text __VA_OPT__(, ) __VA_ARGS__))
 
 // Each level has three forms: the plain one; _AT for a message with a line number of its own;
