@@ -31,6 +31,12 @@ class LogFile
     /** Appends "[day-month time] " and the formatted message, to which no newline is added. */
     [[gnu::format(printf, 2, 3)]] void write(const char* format, ...);
 
+    /**
+     * Leaves rotation to the parent, in a forked child: its count of messages is a copy, and if
+     * both rotated the same file, the second would replace what the first has kept.
+     */
+    void leave_rotation_to_parent() { rotate_ = false; }
+
   private:
     struct Owner {
         uid_t uid;

@@ -30,6 +30,7 @@ std::string join(const char* const* argv)
 [[noreturn]] void run_child(const char* const* argv, bool silence)
 {
     reset_signals_in_child();
+    log_file().leave_rotation_to_parent();
     if (silence) {
         silence_child_output();
     }
