@@ -60,6 +60,25 @@ Connection open_connection(int& result)
     return Connection(bus);
 }
 
+/**
+ * A connection for a call that concerns a service.
+ * @return none, with a log line under function and the negative error in result, when the name is
+ *         invalid or there is no bus
+ */
+Connection connect_for(const std::string& service, const char* function, int& result)
+{
+    if (!is_valid_service_name(service)) {
+        LOG_ERROR_AS(function, __LINE__, "invalid service name: %s\n", service.c_str());
+        result = -EINVAL;
+        return nullptr;
+    }
+    Connection bus = open_connection(result);
+    if (result < 0) {
+        LOG_ERROR_AS(function, __LINE__, "failed to connect to systemd D-Bus: %d\n", -result);
+    }
+    return bus;
+}
+
 int32_t monotonic_seconds()
 {
     timespec now = {};
@@ -141,14 +160,9 @@ std::string to_unit_name(const std::string& name)
 
 int reset_failed_unit(const std::string& service)
 {
-    if (!is_valid_service_name(service)) {
-        LOG_ERROR("invalid service name: %s\n", service.c_str());
-        return -EINVAL;
-    }
     int result = 0;
-    const Connection bus = open_connection(result);
+    const Connection bus = connect_for(service, __func__, result);
     if (result < 0) {
-        LOG_ERROR("failed to connect to systemd D-Bus: %d\n", -result);
         return result;
     }
     BusError error;
@@ -163,17 +177,12 @@ int reset_failed_unit(const std::string& service)
 
 int systemd_dbus_call_method(const char* method, const std::string& service, bool wait)
 {
-    if (!is_valid_service_name(service)) {
-        LOG_ERROR("invalid service name: %s\n", service.c_str());
-        return -EINVAL;
-    }
     std::string job;
     {
         // Closed before the wait, whose polls have connections of their own.
         int result = 0;
-        const Connection bus = open_connection(result);
+        const Connection bus = connect_for(service, __func__, result);
         if (result < 0) {
-            LOG_ERROR("failed to connect to systemd D-Bus: %d\n", -result);
             return result;
         }
         BusError error;
