@@ -3,6 +3,191 @@
 #include "dbus/constants.hpp"
 #include "dbus/keywords.hpp"
 
+// The words stand in the file of the sets that are made of them: across files the order of
+// initialisation would be open.
+namespace kex::keyword
+{
+
+namespace link_tuning
+{
+const std::string mtu = "mtu";
+} // namespace link_tuning
+
+namespace route_destination
+{
+const std::string default_ = "default";
+} // namespace route_destination
+
+namespace rule_direction
+{
+const std::string from = "from";
+const std::string to = "to";
+} // namespace rule_direction
+
+namespace bond_mode
+{
+const std::string broadcast = "broadcast";
+const std::string active_backup = "active-backup";
+} // namespace bond_mode
+
+namespace firewall_feature
+{
+const std::string ping = "ping";
+const std::string dedipv4 = "dedipv4";
+const std::string mdns = "mdns";
+} // namespace firewall_feature
+
+namespace duplex_mode
+{
+const std::string full = "full";
+const std::string half = "half";
+} // namespace duplex_mode
+
+namespace link_speed
+{
+const std::string hundred = "100";
+const std::string ten = "10";
+} // namespace link_speed
+
+namespace addr_gen_mode
+{
+const std::string stable_privacy = "stable-privacy";
+const std::string eui64 = "eui64";
+} // namespace addr_gen_mode
+
+namespace interface_kind
+{
+const std::string vlan = "vlan";
+const std::string bond = "bond";
+const std::string macvlan = "macvlan";
+} // namespace interface_kind
+
+namespace service_action
+{
+const std::string restart = "restart";
+const std::string stop = "stop";
+const std::string start = "start";
+} // namespace service_action
+
+namespace service_name
+{
+const std::string vemlod = "vemlod";
+const std::string wpa_supplicant = "wpa_supplicant";
+const std::string udhcpd = "udhcpd";
+const std::string dhcpcd = "dhcpcd";
+const std::string radvd = "radvd";
+const std::string llmnrd = "llmnrd";
+const std::string quorrit = "quorrit";
+const std::string lldpd_tarn = "lldpd-tarn";
+const std::string brisked = "brisked";
+const std::string network = "network";
+const std::string avahi_daemon = "avahi-daemon";
+} // namespace service_name
+
+namespace flush_kind
+{
+const std::string all = "all";
+const std::string static_ = "static";
+} // namespace flush_kind
+
+namespace route_protocol
+{
+const std::string dhcp = "dhcp";
+const std::string kernel = "kernel";
+const std::string static_ = "static";
+} // namespace route_protocol
+
+namespace ip_version
+{
+const std::string ipv6 = "ipv6";
+const std::string ipv4 = "ipv4";
+} // namespace ip_version
+
+namespace addr_scope
+{
+const std::string all = "all";
+const std::string link = "link";
+const std::string global = "global";
+} // namespace addr_scope
+
+namespace link_state
+{
+const std::string up = "up";
+const std::string down = "down";
+} // namespace link_state
+
+namespace arping_option
+{
+const std::string source = "s";
+const std::string interface = "I";
+const std::string interval = "i";
+const std::string deadline = "w";
+const std::string count = "c";
+const std::string answer = "A";
+const std::string unsolicited = "U";
+const std::string duplicate = "D";
+const std::string broadcast = "b";
+const std::string quiet = "q";
+const std::string first = "f";
+} // namespace arping_option
+
+namespace rule_word
+{
+const std::string default_ = "default";
+const std::string main = "main";
+const std::string local = "local";
+const std::string lookup = "lookup";
+const std::string table = "table";
+const std::string pref = "pref";
+const std::string all = "all";
+const std::string oif = "oif";
+const std::string iif = "iif";
+const std::string tos = "tos";
+const std::string to = "to";
+const std::string from = "from";
+const std::string not_ = "not";
+const std::string restore = "restore";
+const std::string save = "save";
+const std::string flush = "flush";
+const std::string del = "del";
+const std::string add = "add";
+} // namespace rule_word
+
+namespace smartnic_operation
+{
+const std::string serdeswrite = "serdeswrite";
+const std::string serdesread = "serdesread";
+const std::string configvlan = "configvlan";
+const std::string write = "write";
+const std::string read = "read";
+} // namespace smartnic_operation
+
+namespace route_mode
+{
+const std::string routerule = "routerule";
+const std::string routetableflush = "routetableflush";
+} // namespace route_mode
+
+namespace toggle
+{
+const std::string init = "init";
+const std::string enable = "enable";
+const std::string disable = "disable";
+} // namespace toggle
+
+namespace boolean
+{
+const std::string false_ = "false";
+const std::string true_ = "true";
+} // namespace boolean
+
+namespace link_local
+{
+const std::string fixed_address = "fe80::1234";
+} // namespace link_local
+
+} // namespace kex::keyword
+
 namespace kex
 {
 
