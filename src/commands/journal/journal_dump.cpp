@@ -108,11 +108,12 @@ void dump_entry(sd_journal* journal, FILE* file, uint64_t start_usec)
         }
     }
     const auto message = read_message(journal);
-    write_text(file, message.value_or(std::string_view()));
-    write_text(file, "\n");
     if (!message) {
+        write_text(file, "\n");
         return;
     }
+    write_text(file, *message);
+    write_text(file, "\n");
     std::fflush(file);
     has_failed(file, 196);
 }
