@@ -1,0 +1,106 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2034,SC2153,SC2317 # lists and functions are used by scripts/test
+# The suites: each installs and builds what it needs, runs, and leaves its results
+# in the folder that it is given.
+
+SUITES=(unit unit-sanitized sandbox sandbox-sanitized unit-arm64)
+CHECKS=(shellcheck format tidy unit-clang)
+
+# Any finding ends the program under test: none can go unseen.
+with_sanitizers() { # COMMAND...
+    ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 \
+        UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "$@"
+}
+
+run_unit() { # BUILD RESULTS [WRAPPER...]
+    local name=$1 results=$2
+    shift 2
+    python3 "$ROOT/scripts/lib/run_unit.py" "$BUILD/$name" "$results" "$@"
+}
+
+run_sandbox() { # BUILD RESULTS
+    local binary
+    binary=$(kex_binary "$1") || return 1
+    KEX_BINARY=$binary PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m pytest \
+        "$ROOT/tests/sandbox" --rootdir "$ROOT/tests/sandbox" -c "$ROOT/tests/sandbox/pytest.ini" \
+        -q -n 2 --junitxml="$2/sandbox.xml" >"$2/output" 2>&1 || {
+        cat "$2/output"
+        return 1
+    }
+}
+
+# A check counts as one test.
+record_check() { # RESULTS COMMAND...
+    local results=$1 failures=0
+    shift
+    "$@" || failures=1
+    printf '{"tests": 1, "failures": %d}\n' "$failures" >"$results/check.json"
+    return "$failures"
+}
+
+suite_unit() { # RESULTS
+    need_packages build && build release && run_unit release "$1"
+}
+
+suite_unit_clang() {
+    need_packages build clang && build clang && run_unit clang "$1"
+}
+
+suite_unit_sanitized() {
+    need_packages build && build sanitized && with_sanitizers run_unit sanitized "$1"
+}
+
+suite_unit_arm64() {
+    need_packages build arm64 && build arm64 &&
+        run_unit arm64 "$1" qemu-aarch64-static -L /usr/aarch64-linux-gnu
+}
+
+suite_sandbox() {
+    need_root && need_packages build sandbox && build release kex && run_sandbox release "$1"
+}
+
+suite_sandbox_sanitized() {
+    need_root && need_packages build sandbox && build sanitized kex &&
+        with_sanitizers run_sandbox sanitized "$1"
+}
+
+suite_shellcheck() {
+    need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
+        "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
+        "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh
+}
+
+cpp_files() { # FOLDER...
+    local folder
+    for folder in "$@"; do
+        [ ! -d "$ROOT/$folder" ] || find "$ROOT/$folder" -name '*.[ch]pp' -print0
+    done
+}
+
+check_format() {
+    cpp_files src subprojects tests bench | xargs -0 clang-format --dry-run --Werror
+}
+
+suite_format() {
+    need_packages lint && record_check "$1" check_format
+}
+
+check_tidy() {
+    cpp_files src | grep -z '\.cpp$' |
+        xargs -0 -n 4 -P "$(nproc)" \
+            clang-tidy -p "$BUILD/clang" --quiet --warnings-as-errors='*' 2>&1
+}
+
+suite_tidy() {
+    need_packages build lint && build clang && record_check "$1" check_tidy
+}
+
+# Runs one suite; its exit status is kept for the count.
+run_suite() { # NAME
+    local results=$RESULTS/$1 status=0
+    rm -rf "$results"
+    mkdir -p "$results"
+    say "suite $1"
+    "suite_${1//-/_}" "$results" || status=$?
+    echo "$status" >"$results/status"
+}
