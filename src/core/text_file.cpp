@@ -18,20 +18,21 @@ FirstLine read_first_line(const std::string& path)
 {
     const Stream file(std::fopen(path.c_str(), "re"));
     if (!file) {
-        return {false, false, {}};
+        return {false, false, false, {}};
     }
     char* line = nullptr;
     size_t capacity = 0;
     const ssize_t length = getline(&line, &capacity, file.get());
     const std::unique_ptr<char, decltype(&std::free)> owner(line, std::free);
     if (length < 0) {
-        return {true, false, {}};
+        return {true, false, false, {}};
     }
     std::string text(line, static_cast<size_t>(length));
-    if (text.ends_with('\n')) {
+    const bool line_feed = text.ends_with('\n');
+    if (line_feed) {
         text.pop_back();
     }
-    return {true, true, std::move(text)};
+    return {true, true, line_feed, std::move(text)};
 }
 
 } // namespace kex

@@ -26,6 +26,7 @@ std::optional<int> write_setting(const std::string& path, const std::string& val
 struct FirstLine {
     bool opened;      /**< false when the file cannot be opened */
     bool read;        /**< false when there was nothing to read either */
+    bool line_feed;   /**< false when the file ends without one */
     std::string text; /**< up to the line feed, or to the end of the file; may hold NUL bytes */
 };
 

@@ -18,6 +18,13 @@ constexpr size_t compared_length = 2;
 
 const std::string net_class = "/sys/class/net/";
 
+/** A line feed counts as a character: a state of one letter is not what begins with it. */
+bool has_state(const FirstLine& line, const char* expected)
+{
+    const std::string state = line.line_feed ? line.text + '\n' : line.text;
+    return line.read && std::strncmp(state.c_str(), expected, compared_length) == 0;
+}
+
 } // namespace
 
 void set_bonding_config(const std::string& bond, const std::string& option,
@@ -41,7 +48,7 @@ bool wait_for_iface_ready(const std::string& ifname, uint32_t seconds, const cha
             LOG_ERROR_AT(990, "Unable to open %s\n", path.c_str());
         } else if (expected == nullptr) {
             return false;
-        } else if (state.read && std::strncmp(state.text.c_str(), expected, compared_length) == 0) {
+        } else if (has_state(state, expected)) {
             LOG_INFO_AT(978, "%s is up now\n", ifname.c_str());
             return true;
         }
