@@ -37,7 +37,7 @@ configure_clang() {
 }
 
 configure_arm64() {
-    configure arm64 -Dtests=enabled --cross-file "$ROOT/scripts/lib/aarch64.cross"
+    configure arm64 -Dtests=enabled --cross-file "$ROOT/tests/cross/aarch64.ini"
 }
 
 kex_binary() { # NAME

@@ -8,7 +8,8 @@ PACKAGES_sandbox=(dbus-daemon iproute2 python3-jeepney python3-pytest python3-py
     systemd-journal-remote util-linux)
 PACKAGES_clang=(clang)
 PACKAGES_lint=(clang clang-format clang-tidy shellcheck)
-PACKAGES_arm64=(g++-aarch64-linux-gnu googletest libsystemd-dev:arm64 qemu-user-static)
+PACKAGES_arm64=(g++-aarch64-linux-gnu googletest libstdc++6:arm64 libsystemd-dev:arm64
+    qemu-user-static)
 
 installed() { # PACKAGE[:ARCHITECTURE]
     local architecture=${1#"${1%%:*}"}

@@ -52,7 +52,7 @@ suite_unit_sanitized() {
 
 suite_unit_arm64() {
     need_packages build arm64 && build arm64 &&
-        run_unit arm64 "$1" qemu-aarch64-static -L /usr/aarch64-linux-gnu
+        run_unit arm64 "$1" qemu-aarch64-static
 }
 
 suite_sandbox() {
