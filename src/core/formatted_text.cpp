@@ -19,6 +19,8 @@ FormattedText::FormattedText(std::string_view head, const char* format, va_list 
     if (text_length >= room) {
         heap_ = std::make_unique_for_overwrite<char[]>(length_ + 1);
         head.copy(heap_.get(), head.size());
+        // The analyzer does not see that va_copy has set what it copied from a parameter.
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
         std::vsnprintf(heap_.get() + head.size(), text_length + 1, format, again);
     }
     va_end(again);
