@@ -7,7 +7,7 @@ import time
 
 import pytest
 
-from harness import expected, parse, wait_until
+from harness import assert_lines, expected, parse, wait_until
 
 LOG = "/run/tirvad/kex.log"
 FIRST, LATER = LOG + ".0", LOG + ".1"
@@ -159,6 +159,22 @@ def test_1502nd_message_starts_a_new_file(sandbox):
                      "dbs_executeCommand():164 - unknown\n"]
     assert mode(sandbox) == 0o664
     assert not sandbox.exists(LATER)
+
+
+def test_child_leaves_the_rotation_to_the_daemon(sandbox):
+    sandbox.put_program("/usr/sbin/ethtool")
+    sandbox.start_daemon()
+    command = expected.command("LINK_TUNE", "eth0", "enable")
+    fill(sandbox, FULL - START_LINES - len(command))
+    before = sandbox.read_file(LOG)
+    # The daemon has written as many messages as fit when the child logs its own.
+    sandbox.call("LINK_TUNE", "eth0", "enable")
+    assert not sandbox.exists(FIRST)
+
+    sandbox.call("UNKNOWN")
+    kept = parse(sandbox.read_file(FIRST)[len(before):])
+    assert_lines(kept, [*command, expected.executing("/usr/sbin/ethtool", "-s", "eth0",
+                                                     "autoneg", "on")])
 
 
 def test_later_rotations_overwrite_one_file_and_keep_the_first(sandbox):
