@@ -110,6 +110,11 @@ def add_links(kex, name="eth1", peer="eth2", up=True, ipv6=True):
             set_ipv6_conf(kex, link, "disable_ipv6", 1)
         if up:
             kex.run("ip", "link", "set", link, "up")
+    if up:
+        # The kernel reports the carriers a moment later, which is not to happen in mid-test.
+        wait_until(lambda: all(kex.link(link)["operstate"] == "UP" and
+                               "NO-CARRIER" not in flags(kex, link) for link in (name, peer)),
+                   what=f"the carriers of {name} and {peer}")
 
 
 def batch(kex, commands):

@@ -1,6 +1,7 @@
 #include "dbus/event_loop.hpp"
 
 #include <gtest/gtest.h>
+#include <sdeventplus/exception.hpp>
 #include <sys/time.h>
 
 #include <csignal>
