@@ -4,7 +4,7 @@
 # in the folder that it is given.
 
 SUITES=(unit unit-sanitized sandbox sandbox-sanitized unit-arm64)
-CHECKS=(shellcheck format tidy unit-clang)
+CHECKS=(shellcheck format tidy unit-clang bench)
 
 # Any finding ends the program under test: none can go unseen.
 with_sanitizers() { # COMMAND...
@@ -18,15 +18,20 @@ run_unit() { # BUILD RESULTS [WRAPPER...]
     python3 "$ROOT/scripts/lib/run_unit.py" "$BUILD/$name" "$results" "$@"
 }
 
-run_sandbox() { # BUILD RESULTS
-    local binary
-    binary=$(kex_binary "$1") || return 1
-    KEX_BINARY=$binary PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m pytest \
-        "$ROOT/tests/sandbox" --rootdir "$ROOT/tests/sandbox" -c "$ROOT/tests/sandbox/pytest.ini" \
-        -q -n 2 --junitxml="$2/sandbox.xml" >"$2/output" 2>&1 || {
+# The tests of a folder; what they print is seen when one fails.
+run_pytest() { # FOLDER RESULTS
+    local folder=$ROOT/tests/$1
+    PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m pytest "$folder" --rootdir "$folder" \
+        -c "$folder/pytest.ini" -q -n 2 --junitxml="$2/$1.xml" >"$2/output" 2>&1 || {
         cat "$2/output"
         return 1
     }
+}
+
+run_sandbox() { # BUILD RESULTS
+    local binary
+    binary=$(kex_binary "$1") || return 1
+    KEX_BINARY=$binary run_pytest sandbox "$2"
 }
 
 # A check counts as one test.
@@ -64,9 +69,14 @@ suite_sandbox_sanitized() {
         with_sanitizers run_sandbox sanitized "$1"
 }
 
+# That every row of the benchmark can be measured; what comes out is no matter of a test.
+suite_bench() {
+    need_root && need_packages build sandbox bench && run_pytest bench "$1"
+}
+
 suite_shellcheck() {
     need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
-        "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
+        "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
         "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh
 }
 

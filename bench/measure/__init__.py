@@ -1,0 +1,1 @@
+"""What scripts/bench measures, row by row, and the table that comes of it."""

@@ -1,0 +1,6 @@
+// What is left of a program's cost when it does nothing.
+
+int main(void)
+{
+    return 0;
+}

@@ -1,0 +1,3 @@
+#include "log_line.hpp"
+
+const bool kex::bench::with_journal = true;
