@@ -13,8 +13,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <charconv>
 #include <cstdint>
-#include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -26,6 +28,9 @@ constexpr size_t max_message_size = 65536;
 
 constexpr int lowest_priority = 7;
 
+constexpr std::string_view identifier_field = "SYSLOG_IDENTIFIER=kex\n";
+constexpr std::string_view message_field = "MESSAGE\n";
+
 std::string_view without_trailing_newlines(std::string_view text)
 {
     while (text.ends_with('\n')) {
@@ -34,32 +39,59 @@ std::string_view without_trailing_newlines(std::string_view text)
     return text;
 }
 
-iovec part(const void* data, size_t size)
+iovec part(std::string_view bytes)
 {
-    return {const_cast<void*>(data), size}; // iovec serves reading too, hence not const
+    // iovec serves reading too, hence not const.
+    return {const_cast<char*>(bytes.data()), bytes.size()};
+}
+
+/** Writes "name=number" and a newline. @return where the text goes on */
+char* put_number(char* out, std::string_view name, int number)
+{
+    constexpr size_t most_digits = 11;
+    out = std::ranges::copy(name, out).out;
+    *out++ = '=';
+    out = std::to_chars(out, out + most_digits, number).ptr;
+    *out++ = '\n';
+    return out;
+}
+
+/**
+ * Sends without waiting. The socket stays connected, which spares looking the path up each time,
+ * until a journal that was started anew no longer reads at the other end.
+ */
+void send_entry(const msghdr& entry)
+{
+    static const kex::UniqueFd journal(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const auto send = [&entry] {
+        return sendmsg(journal.get(), &entry, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    };
+    if (send() || (errno != ENOTCONN && errno != ECONNREFUSED)) {
+        return;
+    }
+    if (connect(journal.get(), reinterpret_cast<const sockaddr*>(&journal_address),
+                sizeof(journal_address)) == 0) {
+        send();
+    }
 }
 
 void send_to_journal(int level, int component, std::string_view message)
 {
-    static const kex::UniqueFd journal(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-
-    std::array<char, 128> fields{};
-    const int fields_size =
-        std::snprintf(fields.data(), fields.size(),
-                      "SYSLOG_IDENTIFIER=kex\nPRIORITY=%d\nQLOG_COMPONENT=%d\nMESSAGE\n",
-                      std::clamp(level, 0, lowest_priority), component);
+    std::array<char, 128> fields;
+    char* end = std::ranges::copy(identifier_field, fields.data()).out;
+    end = put_number(end, "PRIORITY", std::clamp(level, 0, lowest_priority));
+    end = put_number(end, "QLOG_COMPONENT", component);
     // A field given with its length may hold newlines, which an argument in a message can.
+    end = std::ranges::copy(message_field, end).out;
     const uint64_t message_size = htole64(message.size());
-    std::array<iovec, 4> parts{part(fields.data(), static_cast<size_t>(fields_size)),
-                               part(&message_size, sizeof(message_size)),
-                               part(message.data(), message.size()), part("\n", 1)};
+    std::memcpy(end, &message_size, sizeof(message_size));
+    end += sizeof(message_size);
 
-    msghdr datagram = {};
-    datagram.msg_name = const_cast<sockaddr_un*>(&journal_address); // receiving would write it
-    datagram.msg_namelen = sizeof(journal_address);
-    datagram.msg_iov = parts.data();
-    datagram.msg_iovlen = parts.size();
-    sendmsg(journal.get(), &datagram, MSG_DONTWAIT | MSG_NOSIGNAL);
+    std::array<iovec, 3> parts{part({fields.data(), end}), part(message), part("\n")};
+    msghdr entry = {};
+    entry.msg_iov = parts.data();
+    entry.msg_iovlen = parts.size();
+    send_entry(entry);
 }
 
 } // namespace
