@@ -27,7 +27,7 @@ inline constexpr int level_reaping = 6;
 /** The daemon's log file; exists from before main until exit. */
 LogFile& log_file();
 
-/** One message's writing: signals are held back, errno is kept. */
+/** One message's writing: the signal handler, which logs, waits for its end; errno is kept. */
 class LogScope
 {
   public:
@@ -38,7 +38,7 @@ class LogScope
 
   private:
     int errno_;
-    SignalBlock block_;
+    SignalDeferral deferral_;
 };
 
 /**

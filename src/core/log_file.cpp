@@ -51,6 +51,8 @@ void LogFile::reopen()
 
 void LogFile::look_up_owner()
 {
+    // A signal would end the look-up's waiting for a name service.
+    const SignalBlock block;
     // getpwnam allocates memory, which a signal handler must not do: it uses what is known.
     if (in_signal_handler()) {
         return;

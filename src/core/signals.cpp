@@ -26,6 +26,24 @@ constexpr std::array<HandledSignal, 3> handled_signals{{
     {SIGCHLD, "sigaction sigchld"},
 }};
 
+void (*signal_handler)(int) = nullptr;
+std::atomic<int> deferral_depth{0};
+std::atomic<uint32_t> deferred_signals{0};
+
+constexpr uint32_t bit_of(int number)
+{
+    return 1U << static_cast<unsigned>(number);
+}
+
+extern "C" void take_signal(int number)
+{
+    if (deferral_depth > 0) {
+        deferred_signals |= bit_of(number);
+        return;
+    }
+    signal_handler(number);
+}
+
 sigset_t handled_signal_set()
 {
     sigset_t set;
@@ -65,6 +83,24 @@ SignalBlock::~SignalBlock()
     sigprocmask(SIG_SETMASK, &former_, nullptr);
 }
 
+SignalDeferral::SignalDeferral()
+{
+    ++deferral_depth;
+}
+
+SignalDeferral::~SignalDeferral()
+{
+    // From here on a signal is served at once again, so that none is noted unseen.
+    if (--deferral_depth > 0 || deferred_signals == 0) {
+        return;
+    }
+    for (const HandledSignal& signal : handled_signals) {
+        if ((deferred_signals.fetch_and(~bit_of(signal.number)) & bit_of(signal.number)) != 0) {
+            signal_handler(signal.number);
+        }
+    }
+}
+
 void block_signals_for_good()
 {
     const sigset_t set = handled_signal_set();
@@ -83,8 +119,9 @@ void reset_signals_in_child()
 
 void install_signal_handlers(void (*handler)(int))
 {
+    signal_handler = handler;
     struct sigaction action = {};
-    action.sa_handler = handler;
+    action.sa_handler = take_signal;
     sigemptyset(&action.sa_mask);
     for (const HandledSignal& signal : handled_signals) {
         if (sigaction(signal.number, &action, nullptr) != 0) {

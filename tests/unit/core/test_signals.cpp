@@ -273,6 +273,94 @@ INSTANTIATE_TEST_SUITE_P(Three, RefusedSignal,
                              return "Signal" + std::to_string(refusal.param.number);
                          });
 
+class Deferred : public Signals, public testing::WithParamInterface<int>
+{
+  protected:
+    Deferred() { install_signal_handlers(note_signal); }
+};
+
+TEST_P(Deferred, SignalIsNotServedMeanwhile)
+{
+    const SignalDeferral deferral;
+    std::raise(GetParam());
+    EXPECT_EQ(handled, 0);
+}
+
+TEST_P(Deferred, SignalIsServedAtTheEnd)
+{
+    {
+        const SignalDeferral deferral;
+        std::raise(GetParam());
+    }
+    EXPECT_EQ(handled, GetParam());
+}
+
+TEST_P(Deferred, SignalIsNotServedAtTheEndOfAnInnerDeferral)
+{
+    const SignalDeferral outer;
+    {
+        const SignalDeferral inner;
+        std::raise(GetParam());
+    }
+    EXPECT_EQ(handled, 0);
+}
+
+TEST_P(Deferred, SignalIsServedOnceOnly)
+{
+    {
+        const SignalDeferral deferral;
+        std::raise(GetParam());
+    }
+    handled = 0;
+    {
+        const SignalDeferral deferral;
+    }
+    EXPECT_EQ(handled, 0);
+}
+
+TEST_P(Deferred, SignalAfterADeferralIsServedAtOnce)
+{
+    {
+        const SignalDeferral deferral;
+    }
+    std::raise(GetParam());
+    EXPECT_EQ(handled, GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Three, Deferred, testing::Values(SIGINT, SIGTERM, SIGCHLD));
+
+int served = 0;
+
+extern "C" void count_signal(int /*number*/)
+{
+    ++served;
+}
+
+TEST_F(Signals, SignalDeferral_KeepsSignalsOfDifferentNumbersApart)
+{
+    install_signal_handlers(count_signal);
+    served = 0;
+    {
+        const SignalDeferral deferral;
+        std::raise(SIGINT);
+        std::raise(SIGTERM);
+        std::raise(SIGCHLD);
+    }
+    EXPECT_EQ(served, 3);
+}
+
+TEST_F(Signals, SignalDeferral_ServesSignalsOfOneNumberOnce)
+{
+    install_signal_handlers(count_signal);
+    served = 0;
+    {
+        const SignalDeferral deferral;
+        std::raise(SIGCHLD);
+        std::raise(SIGCHLD);
+    }
+    EXPECT_EQ(served, 1);
+}
+
 TEST_F(Signals, InSignalHandler_IsFalseOutside)
 {
     EXPECT_FALSE(in_signal_handler());
