@@ -82,7 +82,7 @@ int flush_addresses(NetlinkCommandSocket& sock, const std::string& link, sa_fami
     if (index == 0) {
         return -1;
     }
-    const auto delete_if_matching = [&](nlmsghdr& message) {
+    auto delete_if_matching = [&](nlmsghdr& message) {
         const auto* entry = family_header<ifaddrmsg>(message);
         if (entry == nullptr || entry->ifa_index != index) {
             return false;

@@ -3,19 +3,37 @@
 #include "netlink/command_socket.hpp"
 
 #include <cstdint>
-#include <functional>
 
 namespace kex::netlink
 {
+
+/** Refers to what is called for each dumped entry; owns nothing, so that a flush allocates nothing.
+ */
+class EntryVisitor
+{
+  public:
+    /** @param visit  outlives this; may change the message, returns true when it deleted it */
+    template <typename Visit>
+    EntryVisitor(Visit& visit)
+        : visit_(&visit), call_([](void* object, nlmsghdr& message) {
+              return (*static_cast<Visit*>(object))(message);
+          })
+    {
+    }
+
+    bool operator()(nlmsghdr& message) const { return call_(visit_, message); }
+
+  private:
+    void* visit_;
+    bool (*call_)(void*, nlmsghdr&);
+};
 
 /** What sets one flush apart from the others. */
 struct FlushRules {
     const char* function;     /**< name of the operation in log lines */
     const char* send_failure; /**< text for a dump request that cannot be sent */
     uint16_t entry_type;      /**< message type of a dumped entry */
-
-    /** Deletes the entry if it matches; true when it did. May change the message. */
-    std::function<bool(nlmsghdr&)> delete_if_matching;
+    EntryVisitor delete_if_matching;
 };
 
 /**

@@ -34,7 +34,7 @@ int replace_neighbor(NetlinkCommandSocket& sock, const std::string& link, const 
 
 int flush_neighbors(NetlinkCommandSocket& sock)
 {
-    const auto delete_if_permanent = [&](nlmsghdr& message) {
+    auto delete_if_permanent = [&](nlmsghdr& message) {
         const auto* entry = family_header<ndmsg>(message);
         if (entry == nullptr || (entry->ndm_state & NUD_PERMANENT) == 0) {
             return false;

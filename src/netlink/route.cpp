@@ -94,7 +94,7 @@ int flush_routes(NetlinkCommandSocket& sock, sa_family_t family, const std::stri
         LOG_ERROR("invalid table ID: %d\n", static_cast<int>(table));
         return -1;
     }
-    const auto delete_if_matching = [&](nlmsghdr& message) {
+    auto delete_if_matching = [&](nlmsghdr& message) {
         const auto* entry = family_header<rtmsg>(message);
         if (entry == nullptr || (protocol != 0 && entry->rtm_protocol != protocol)) {
             return false;
