@@ -25,6 +25,7 @@ using namespace kex::netlink;
 
 NetlinkCommandSocket sock = {0, 0};
 const std::string link = "eth0";
+const std::string no_link;
 const std::string boss = "eth1";
 const std::string mac = "02:11:22:33:44:55";
 
@@ -81,7 +82,8 @@ constexpr std::array<Builder, 19> builders{{
      mnl::replace_neighbor},
     {"dump_addresses", [] { flush_addresses(sock, link, AF_INET, every_scope, false); },
      mnl::dump_addresses},
-    {"dump_routes", [] { flush_routes(sock, AF_INET, link, 0, RT_TABLE_MAIN); }, mnl::dump_routes},
+    {"dump_routes", [] { flush_routes(sock, AF_INET, no_link, 0, RT_TABLE_MAIN); },
+     mnl::dump_routes},
     {"dump_neighbors", [] { flush_neighbors(sock); }, mnl::dump_neighbors},
 }};
 

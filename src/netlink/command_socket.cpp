@@ -91,15 +91,21 @@ int add_rtattr(NetlinkCommandSocket& /*sock*/, nlmsghdr& request, uint32_t max_l
                const void* data, uint32_t data_len)
 {
     const uint32_t offset = NLMSG_ALIGN(request.nlmsg_len);
-    const uint32_t needed = offset + RTA_ALIGN(RTA_LENGTH(data_len));
+    const uint32_t length = RTA_LENGTH(data_len);
+    const uint32_t needed = offset + RTA_ALIGN(length);
     if (needed > max_len) {
         LOG_ERROR("rtattr overflow: need %u, max %u\n", needed, max_len);
         return -1;
     }
-    const rtattr header = {static_cast<uint16_t>(RTA_LENGTH(data_len)), type};
+    // The padding, if there is any, is part of the last word.
+    std::memset(at_offset(request, needed - RTA_ALIGNTO), 0, RTA_ALIGNTO);
+    const rtattr header = {static_cast<uint16_t>(length), type};
     std::memcpy(at_offset(request, offset), &header, sizeof(header));
-    if (data != nullptr && data_len > 0) {
-        std::memcpy(at_offset(request, offset + RTA_LENGTH(0)), data, data_len);
+    char* payload = at_offset(request, offset + RTA_LENGTH(0));
+    if (data == nullptr) {
+        std::memset(payload, 0, data_len);
+    } else if (data_len > 0) {
+        std::memcpy(payload, data, data_len);
     }
     request.nlmsg_len = needed;
     return 0;
@@ -138,7 +144,7 @@ int send_and_recv_ack(NetlinkCommandSocket& sock, const nlmsghdr& request)
         LOG_ERROR("netlink sendto failed\n");
         return -1;
     }
-    alignas(nlmsghdr) std::array<char, ack_size> reply{};
+    alignas(nlmsghdr) std::array<char, ack_size> reply;
     const ssize_t received = recv(sock.fd, reply.data(), reply.size(), 0);
     if (received < 0) {
         LOG_ERROR("netlink recv failed\n");

@@ -30,7 +30,7 @@ unsigned resolve_ifindex(const std::string& name);
 /**
  * Appends an attribute, padded with zeros to a multiple of 4.
  * @param max_len   capacity of the buffer that begins with request
- * @param data      payload, or nullptr for a header alone
+ * @param data      payload, or nullptr for zeros
  * @param data_len  payload length in bytes, without padding
  * @return 0, or -1 with a log line and the request unchanged when the capacity does not suffice
  */

@@ -5,9 +5,9 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace kex::netlink
 {
@@ -20,12 +20,12 @@ using MacAddress = std::array<uint8_t, mac_length>;
 /** What ether_aton reads in a text; none when it refuses the text. */
 inline std::optional<MacAddress> parse_mac(const std::string& text)
 {
-    ether_addr parsed = {};
-    if (ether_aton_r(text.c_str(), &parsed) == nullptr) {
-        return std::nullopt;
+    static_assert(sizeof(ether_addr) == sizeof(MacAddress));
+    std::optional<MacAddress> address(std::in_place);
+    // An ether_addr is its six bytes and nothing else.
+    if (ether_aton_r(text.c_str(), reinterpret_cast<ether_addr*>(address->data())) == nullptr) {
+        address.reset();
     }
-    MacAddress address;
-    std::memcpy(address.data(), parsed.ether_addr_octet, address.size());
     return address;
 }
 

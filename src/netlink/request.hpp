@@ -3,6 +3,7 @@
 #include "netlink/command_socket.hpp"
 
 #include <array>
+#include <cstring>
 #include <string>
 
 namespace kex::netlink
@@ -15,9 +16,9 @@ inline constexpr uint32_t small_request = 512;
 inline constexpr uint32_t large_request = 4096;
 
 /**
- * One rtnetlink request: message header, family header, attributes, in a zero-filled buffer. It
- * takes the channel's next sequence number when it is made, so that a request which is refused
- * before it is sent has used one too. Intended.
+ * One rtnetlink request: message header, family header, attributes. Whatever of it is not set is
+ * zero. It takes the channel's next sequence number when it is made, so that a request which is
+ * refused before it is sent has used one too. Intended.
  */
 template <typename Family, uint32_t capacity>
 class Request
@@ -26,6 +27,8 @@ class Request
     /** @param flags  nlmsg_flags beside NLM_F_REQUEST */
     Request(NetlinkCommandSocket& sock, uint16_t type, uint16_t flags) : sock_(sock)
     {
+        // The rest need not be: an attribute brings its own padding.
+        std::memset(bytes_.data(), 0, NLMSG_SPACE(sizeof(Family)));
         header().nlmsg_len = NLMSG_LENGTH(sizeof(Family));
         header().nlmsg_type = type;
         header().nlmsg_flags = NLM_F_REQUEST | flags;
@@ -61,7 +64,7 @@ class Request
 
   private:
     NetlinkCommandSocket& sock_;
-    alignas(nlmsghdr) std::array<char, capacity> bytes_{};
+    alignas(nlmsghdr) std::array<char, capacity> bytes_;
 };
 
 } // namespace kex::netlink

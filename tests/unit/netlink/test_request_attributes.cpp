@@ -80,10 +80,10 @@ TEST_F(AddRtattr, StartsAtAMultipleOfFour)
     EXPECT_EQ(dump(bytes(20, 6)), dump(u16(6) + u16(3) + "ab"));
 }
 
-TEST_F(AddRtattr, WritesNothingBehindThePayload)
+TEST_F(AddRtattr, WritesNothingBehindThePadding)
 {
     add(3, "abcde");
-    EXPECT_EQ(dump(bytes(25, 8)), dump(Bytes(8, '\xee')));
+    EXPECT_EQ(dump(bytes(28, 8)), dump(Bytes(8, '\xee')));
 }
 
 TEST_F(AddRtattr, LeavesTheRestOfTheHeaderAlone)
@@ -92,11 +92,11 @@ TEST_F(AddRtattr, LeavesTheRestOfTheHeaderAlone)
     EXPECT_EQ(dump(bytes(4, 12)), dump(u16(1) + u16(2) + u32(3) + u32(4)));
 }
 
-TEST_F(AddRtattr, WithoutDataIsAHeaderAlone)
+TEST_F(AddRtattr, WithoutDataIsZeros)
 {
     NetlinkCommandSocket sock;
     add_rtattr(sock, header(), 512, 3, nullptr, 8);
-    EXPECT_EQ(dump(bytes(16, 12)), dump(u16(12) + u16(3) + Bytes(8, '\xee')));
+    EXPECT_EQ(dump(bytes(16, 12)), dump(u16(12) + u16(3) + Bytes(8, '\0')));
 }
 
 TEST_F(AddRtattr, LogsNothingOnSuccess)
@@ -118,6 +118,22 @@ TEST_P(AddRtattrOfLength, MakesTheMessageEndAtAMultipleOfFour)
 {
     add(3, zeros(GetParam().payload));
     EXPECT_EQ(header().nlmsg_len, GetParam().message);
+}
+
+TEST_P(AddRtattrOfLength, FillsThePaddingWithZeros)
+{
+    const size_t length = GetParam().payload;
+    add(3, Bytes(length, 'x'));
+    const size_t end = 20 + length;
+    EXPECT_EQ(dump(bytes(end, GetParam().message - end)),
+              dump(Bytes(GetParam().message - end, '\0')));
+}
+
+TEST_P(AddRtattrOfLength, PaddingSparesThePayload)
+{
+    const Bytes payload(GetParam().payload, 'x');
+    add(3, payload);
+    EXPECT_EQ(dump(bytes(20, payload.size())), dump(payload));
 }
 
 INSTANTIATE_TEST_SUITE_P(Payloads, AddRtattrOfLength,
