@@ -59,7 +59,8 @@ def journal(settings):
                 ("kex", 1, "kex", "JOURNAL_CTRL", "kernel", seconds, "/tmp/capture"),
                 ("journalctl", 1, "spawn", "/usr/bin/journalctl", "--no-pager", "-q", "-k",
                  "-o", "short-monotonic", *since),
-                ("loop", 1, "spawn", f"{INSIDE}/journal_loop", seconds)])
+                ("loop", 1, "spawn", f"{INSIDE}/journal_loop", seconds),
+                ("writes", 1, "spawn", f"{INSIDE}/journal_loop", seconds, "/tmp/messages")])
             captured = place.read_file("/tmp/capture").count(b"\n") - 2
             if captured != (entries if not since else entries // _RECENT_PART):
                 raise RuntimeError(f"the capture has {captured} entries")
@@ -67,3 +68,4 @@ def journal(settings):
                        times["journalctl"], target=times_faster(2))
             yield Line(8, work, times["kex"], "bare sd_journal_next loop", times["loop"],
                        target=at_most(1.3))
+            yield Line(8, work, times["kex"], "that loop, writing each message", times["writes"])

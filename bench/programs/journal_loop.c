@@ -1,12 +1,15 @@
 // A bare walk through the kernel's entries of the runtime journal, reading what JOURNAL_CTRL reads:
 // the time of every entry and the message of those in the window.
-// usage: journal_loop SECONDS
+// With a file, each message is written to it by itself.
+// usage: journal_loop SECONDS [FILE]
 
+#include <fcntl.h>
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <systemd/sd-journal.h>
 #include <time.h>
+#include <unistd.h>
 
 static uint64_t window_start(uint64_t seconds)
 {
@@ -20,7 +23,8 @@ int main(int argc, char** argv)
 {
     static const char match[] = "_TRANSPORT=kernel";
     sd_journal* journal = NULL;
-    if (argc != 2 ||
+    const int file = argc == 3 ? open(argv[2], O_WRONLY | O_CREAT | O_TRUNC, 0644) : -1;
+    if (argc < 2 ||
         sd_journal_open(&journal,
                         SD_JOURNAL_LOCAL_ONLY | SD_JOURNAL_RUNTIME_ONLY | SD_JOURNAL_SYSTEM) < 0 ||
         sd_journal_add_match(journal, match, sizeof(match) - 1) < 0 ||
@@ -37,6 +41,9 @@ int main(int argc, char** argv)
         if (sd_journal_get_monotonic_usec(journal, &usec, NULL) < 0 || usec < start ||
             sd_journal_get_data(journal, "MESSAGE", &data, &size) < 0) {
             continue;
+        }
+        if (file >= 0 && write(file, data, size) < 0) {
+            return 1;
         }
         ++entries;
         bytes += size;

@@ -69,7 +69,7 @@ bool rewind(sd_journal* journal)
 
 void write_text(FILE* file, std::string_view text)
 {
-    std::fwrite(text.data(), 1, text.size(), file);
+    fwrite_unlocked(text.data(), 1, text.size(), file);
 }
 
 /** True, and a log line under line, once a write to the file has failed. */
@@ -102,7 +102,9 @@ void dump_entry(sd_journal* journal, FILE* file, uint64_t start_usec)
         if (usec < start_usec) {
             return;
         }
-        std::fprintf(file, "[%s] ", format_timestamp(usec).c_str());
+        write_text(file, "[");
+        write_text(file, format_timestamp(usec));
+        write_text(file, "] ");
         if (has_failed(file, 181)) {
             return;
         }
@@ -114,7 +116,7 @@ void dump_entry(sd_journal* journal, FILE* file, uint64_t start_usec)
     }
     write_text(file, *message);
     write_text(file, "\n");
-    std::fflush(file);
+    fflush_unlocked(file);
     has_failed(file, 196);
 }
 
@@ -122,10 +124,12 @@ void dump_entry(sd_journal* journal, FILE* file, uint64_t start_usec)
 
 std::string format_timestamp(uint64_t usec)
 {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%" PRIu64 ".%06" PRIu64, usec / usec_per_second,
-                  usec % usec_per_second);
-    return text.data();
+    constexpr size_t digits = 6;
+    std::string text = std::to_string(usec / usec_per_second);
+    const std::string fraction = std::to_string(usec % usec_per_second);
+    text += '.';
+    text.append(digits - fraction.size(), '0');
+    return text + fraction;
 }
 
 void dump(uint32_t seconds, const std::string& path)
