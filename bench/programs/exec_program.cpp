@@ -2,6 +2,7 @@
 
 #include "cases.hpp"
 #include "commands/link/exec.hpp"
+#include "core/log.hpp"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 namespace
 {
 
+constexpr const char* module_tag = "bch";
 constexpr const char* program = "/run/sandbox/bench/empty";
 
 void require(bool condition)
@@ -20,13 +22,21 @@ void require(bool condition)
     }
 }
 
+/** A command is logged before its program runs, so the log's time zone and socket are at hand. */
+void log_command()
+{
+    LOG_INFO("command\n");
+}
+
 void exec_with_kex()
 {
+    log_command();
     require(kex::commands::exec_cmd({program}) == 0);
 }
 
 void exec_barely()
 {
+    log_command();
     const pid_t pid = fork();
     if (pid == 0) {
         char* const argv[] = {const_cast<char*>(program), nullptr};
