@@ -43,3 +43,7 @@ configure_arm64() {
 kex_binary() { # NAME
     python3 "$ROOT/scripts/lib/meson_info.py" program "$BUILD/$1" kex
 }
+
+kexctl_binary() { # NAME
+    python3 "$ROOT/scripts/lib/meson_info.py" program "$BUILD/$1" kexctl
+}

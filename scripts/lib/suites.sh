@@ -3,7 +3,7 @@
 # The suites: each installs and builds what it needs, runs, and leaves its results
 # in the folder that it is given.
 
-SUITES=(unit unit-sanitized sandbox sandbox-sanitized unit-arm64)
+SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl unit-arm64)
 CHECKS=(shellcheck format tidy unit-clang bench)
 
 # Any finding ends the program under test: none can go unseen.
@@ -19,10 +19,10 @@ run_unit() { # BUILD RESULTS [WRAPPER...]
 }
 
 # The tests of a folder; what they print is seen when one fails.
-run_pytest() { # FOLDER RESULTS
+run_pytest() { # SUITE RESULTS [OPTION...]
     local folder=$ROOT/tests/$1
     PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m pytest "$folder" --rootdir "$folder" \
-        -c "$folder/pytest.ini" -q -n 2 --junitxml="$2/$1.xml" >"$2/output" 2>&1 || {
+        -c "$folder/pytest.ini" -q "${@:3}" --junitxml="$2/$1.xml" >"$2/output" 2>&1 || {
         cat "$2/output"
         return 1
     }
@@ -31,7 +31,13 @@ run_pytest() { # FOLDER RESULTS
 run_sandbox() { # BUILD RESULTS
     local binary
     binary=$(kex_binary "$1") || return 1
-    KEX_BINARY=$binary run_pytest sandbox "$2"
+    KEX_BINARY=$binary run_pytest sandbox "$2" -n 2
+}
+
+run_kexctl() { # BUILD RESULTS
+    local kex kexctl
+    kex=$(kex_binary "$1") && kexctl=$(kexctl_binary "$1") || return 1
+    KEX_BINARY=$kex KEXCTL_BINARY=$kexctl run_pytest kexctl "$2" -n 2
 }
 
 # A check counts as one test.
@@ -74,10 +80,16 @@ suite_bench() {
     need_root && need_packages build sandbox bench && run_pytest bench "$1"
 }
 
+suite_kexctl() {
+    need_root && need_packages build sandbox kexctl && build release kex kexctl &&
+        run_kexctl release "$1"
+}
+
 suite_shellcheck() {
     need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
         "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
-        "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh
+        "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh \
+        "$ROOT"/dist/completion/kexctl.bash
 }
 
 cpp_files() { # FOLDER...

@@ -1,5 +1,6 @@
 """What the daemon offers on the bus, and what it makes of calls that do not fit."""
 
+import pathlib
 import xml.etree.ElementTree as xml
 
 import pytest
@@ -9,6 +10,7 @@ from harness import COMMAND_PREFIX, INTERFACE, NAME, PATH, CallError, expected, 
 
 OBJECT = DBusAddress(PATH, NAME, INTERFACE)
 PROPERTIES = DBusAddress(PATH, NAME, "org.freedesktop.DBus.Properties")
+DESCRIPTION = pathlib.Path(__file__).parents[2] / f"dist/{INTERFACE}.xml"
 
 
 def introspect(kex, path):
@@ -40,6 +42,20 @@ def test_introspection_shows_one_method_and_one_property(kex):
     notes = annotations(state)
     assert notes.get("org.freedesktop.DBus.Property.EmitsChangedSignal", "true") == "true"
     assert interface.findall("signal") == []
+
+
+def members(interface):
+    """The parts of an interface that a client is made from; names of arguments are optional."""
+    return [(member.tag, member.get("name"), member.get("type"), member.get("access"),
+             [(arg.get("direction"), arg.get("type")) for arg in member.findall("arg")])
+            for member in interface if member.tag != "annotation"]
+
+
+def test_installed_description_is_what_introspection_shows(kex):
+    (described,) = xml.parse(DESCRIPTION).getroot().findall("interface")
+    assert described.get("name") == INTERFACE
+    shown = introspect(kex, PATH).find(f"interface[@name='{INTERFACE}']")
+    assert members(described) == members(shown)
 
 
 def test_object_is_found_from_the_root(kex):
