@@ -7,6 +7,7 @@ PACKAGES_demo=(dbus-daemon iproute2 python3-jeepney systemd systemd-journal-remo
 PACKAGES_sandbox=(dbus-daemon iproute2 python3-jeepney python3-pytest python3-pytest-xdist systemd
     systemd-journal-remote util-linux)
 PACKAGES_kexctl=(mandoc zsh)
+PACKAGES_package=(lintian mmdebstrap python3-pytest python3-yaml util-linux)
 PACKAGES_clang=(clang)
 PACKAGES_lint=(clang clang-format clang-tidy shellcheck)
 PACKAGES_arm64=(g++-aarch64-linux-gnu googletest libstdc++6:arm64 libsystemd-dev:arm64

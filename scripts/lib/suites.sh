@@ -4,7 +4,7 @@
 # in the folder that it is given.
 
 SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl unit-arm64)
-CHECKS=(shellcheck format tidy unit-clang bench)
+CHECKS=(shellcheck format tidy unit-clang package bench)
 
 # Any finding ends the program under test: none can go unseen.
 with_sanitizers() { # COMMAND...
@@ -89,7 +89,8 @@ suite_shellcheck() {
     need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
         "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
         "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh \
-        "$ROOT"/dist/completion/kexctl.bash
+        "$ROOT"/dist/completion/kexctl.bash &&
+        record_check "$1" shellcheck -s sh "$ROOT/debian/kex.postrm"
 }
 
 cpp_files() { # FOLDER...
