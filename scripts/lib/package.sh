@@ -19,8 +19,8 @@ package_root() { # VARIANT PACKAGES
         say "making ${archive##*/}"
         mkdir -p "${archive%/*}"
         rm -f "${archive%/*}/$1"-*
-        quietly mmdebstrap --quiet --variant="$1" --format=tar --include="$2" bookworm \
-            "$archive.new" && mv "$archive.new" "$archive" || return 1
+        quietly mmdebstrap --quiet --dpkgopt=force-unsafe-io --variant="$1" --format=tar \
+            --include="$2" bookworm "$archive.new" && mv "$archive.new" "$archive" || return 1
     fi
     printf '%s' "$archive"
 }
