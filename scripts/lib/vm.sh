@@ -36,8 +36,22 @@ vm_stage() { # ARCH FOLDER
     mkdir -p "$2/usr/lib/kex-vm"
     DESTDIR=$2 quietly meson install -C "$BUILD/install_$1" --no-rebuild &&
         quietly systemctl --root="$2" enable kex.service &&
+        (cd "$2" && find . ! -type d -printf '/%P\n') >"${2%/*}/installed" &&
         cp -a "$ROOT/tests/vm/rootfs/." "$2/" &&
-        cp "$ROOT"/tests/vm/guest/*.py "$ROOT/tests/sandbox/harness/log.py" "$2/usr/lib/kex-vm/"
+        cp "$ROOT"/tests/vm/guest/*.py "$ROOT/tests/sandbox/harness/log.py" "$2/usr/lib/kex-vm/" &&
+        vm_stage_packages "$1" "$2"
+}
+
+# The packages are of this machine's processor.
+vm_stage_packages() { # ARCH FOLDER
+    local folder=$2/usr/lib/kex-vm
+    if [ "$1" != amd64 ]; then
+        rm "$folder/test_package.py"
+        return
+    fi
+    mkdir "$folder/packages" && package_build "$BUILD/package/out" &&
+        cp "$BUILD"/package/out/kex{,ctl}_*.deb "$folder/packages/" &&
+        cp "${2%/*}/installed" "$folder/"
 }
 
 vm_initrd() { # IMAGE STAGE FILE

@@ -11,7 +11,7 @@ VM_MASKED=(console-getty.service e2scrub_reap.service getty.target ldconfig.serv
     dpkg-db-backup.timer e2scrub_all.timer fstrim.timer nftables.service)
 
 VM_ROOT_PACKAGES=(busybox-static dbus dhcpcd-base dnsmasq-base ethtool iproute2 iptables
-    iputils-arping kmod libstdc++6 libsystemd0 nftables python3 systemd systemd-sysv)
+    iputils-arping kmod libstdc++6 libsystemd0 mandoc nftables python3 systemd systemd-sysv)
 
 VM_BOOT_MODULES=(virtio_pci virtio_blk ext4)
 VM_MODULES=("${VM_BOOT_MODULES[@]}" 8021q 9p 9pnet_virtio bonding configfs dummy dummy_hcd e1000

@@ -77,11 +77,12 @@ class Results(unittest.TestResult):
 
 
 def load():
-    """All tests; those that end the daemon or the bus come last."""
+    """All tests; those that end the daemon or the bus come late, those that remove it last."""
     suite = unittest.TestSuite()
     names = [os.path.basename(path)[:-3] for path in
              glob.glob(os.path.join(os.path.dirname(os.path.abspath(__file__)), "test_*.py"))]
-    for name in sorted(names, key=lambda name: (name.startswith("test_life"), name)):
+    late = ["test_life", "test_package"]
+    for name in sorted(names, key=lambda name: (name in late, name)):
         suite.addTests(unittest.defaultTestLoader.loadTestsFromModule(
             importlib.import_module(name)))
     return suite
