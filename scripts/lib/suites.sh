@@ -3,7 +3,7 @@
 # The suites: each installs and builds what it needs, runs, and leaves its results
 # in the folder that it is given.
 
-SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl unit-arm64)
+SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized unit-arm64)
 CHECKS=(shellcheck format tidy unit-clang package bench)
 
 # Any finding ends the program under test: none can go unseen.
@@ -83,6 +83,11 @@ suite_bench() {
 suite_kexctl() {
     need_root && need_packages build sandbox kexctl && build release kex kexctl &&
         run_kexctl release "$1"
+}
+
+suite_kexctl_sanitized() {
+    need_root && need_packages build sandbox kexctl && build sanitized kex kexctl &&
+        with_sanitizers run_kexctl sanitized "$1"
 }
 
 suite_shellcheck() {

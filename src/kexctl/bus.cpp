@@ -1,8 +1,12 @@
 #include "kexctl/bus.hpp"
 
+#include "core/unique_fd.hpp"
 #include "kexctl/names.hpp"
 
+#include <poll.h>
+#include <sys/syscall.h>
 #include <systemd/sd-bus.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -16,6 +20,7 @@ namespace
 {
 
 constexpr uint64_t no_timeout = UINT64_MAX;
+constexpr int patience_ms = 2000;
 
 struct MessageRelease {
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
@@ -100,6 +105,21 @@ Message make_call(sd_bus* bus, const std::string& command,
     return call;
 }
 
+/** Stands for the process that will serve a call, if it runs already. */
+UniqueFd open_process(const std::optional<Owner>& owner)
+{
+    return UniqueFd(owner ? static_cast<int>(syscall(SYS_pidfd_open, owner->pid, 0)) : -1);
+}
+
+/** A daemon leaves the bus before it logs why: its log is complete when the process has ended. */
+void wait_for_end(const UniqueFd& process)
+{
+    pollfd end = {process.get(), POLLIN, 0};
+    if (process) {
+        poll(&end, 1, patience_ms);
+    }
+}
+
 } // namespace
 
 void Bus::Closer::operator()(sd_bus* bus) const
@@ -121,12 +141,17 @@ Bus::Bus()
 CallResult Bus::execute(const std::string& command, const std::vector<std::string>& arguments)
 {
     const Message call = make_call(bus_.get(), command, arguments);
+    const UniqueFd daemon = open_process(owner());
     BusError error;
     sd_bus_message* raw = nullptr;
     const int result = sd_bus_call(bus_.get(), call.get(), no_timeout, &error.error, &raw);
     const Message reply(raw);
     if (result < 0) {
-        return {status_of(error.error, result), 0, error.text(result)};
+        const ExitStatus status = status_of(error.error, result);
+        if (status == ExitStatus::unreachable) {
+            wait_for_end(daemon);
+        }
+        return {status, 0, error.text(result)};
     }
     int32_t number = 0;
     if (sd_bus_message_read(reply.get(), "i", &number) < 0) {
@@ -135,7 +160,7 @@ CallResult Bus::execute(const std::string& command, const std::vector<std::strin
     return {ExitStatus::ok, number, ""};
 }
 
-Owner Bus::owner()
+std::optional<Owner> Bus::owner()
 {
     sd_bus_creds* raw = nullptr;
     const int result = sd_bus_get_name_creds(bus_.get(), service_name,
@@ -145,7 +170,7 @@ Owner Bus::owner()
     const char* name = nullptr;
     if (result < 0 || sd_bus_creds_get_unique_name(raw, &name) < 0 ||
         sd_bus_creds_get_pid(raw, &owner.pid) < 0) {
-        throw Failure(ExitStatus::unreachable, std::string(service_name) + " is not on the bus");
+        return std::nullopt;
     }
     owner.name = name;
     return owner;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,13 +36,13 @@ class Bus
     Bus();
 
     /**
-     * Sends a command and waits for its reply, however long the daemon takes.
+     * Sends a command and waits for its reply, however long the daemon takes, or for its end.
      * @throws Failure for arguments that cannot be sent
      */
     CallResult execute(const std::string& command, const std::vector<std::string>& arguments);
 
-    /** @throws Failure when nobody owns the name; a daemon that does not run is not started */
-    Owner owner();
+    /** Nothing when nobody owns the name; a daemon that does not run is not started. */
+    std::optional<Owner> owner();
 
     /** The property State. @throws Failure when it cannot be had */
     int32_t state();

@@ -68,9 +68,12 @@ Status read_status()
 {
     Bus bus;
     const std::string log = log_file_path;
-    const Owner owner = bus.owner();
-    return {owner,
-            uptime_of(owner.pid),
+    const std::optional<Owner> owner = bus.owner();
+    if (!owner) {
+        throw Failure(ExitStatus::unreachable, std::string(service_name) + " is not on the bus");
+    }
+    return {*owner,
+            uptime_of(owner->pid),
             bus.state(),
             {size_of(log), size_of(log + ".0"), size_of(log + ".1")}};
 }
