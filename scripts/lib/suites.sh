@@ -4,7 +4,7 @@
 # in the folder that it is given.
 
 SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized unit-arm64)
-CHECKS=(shellcheck format tidy unit-clang package bench)
+CHECKS=(shellcheck format tidy unit-clang hardening package bench)
 
 # Any finding ends the program under test: none can go unseen.
 with_sanitizers() { # COMMAND...
@@ -121,6 +121,16 @@ check_tidy() {
 
 suite_tidy() {
     need_packages build lint && build clang && record_check "$1" check_tidy
+}
+
+# On both processors, so that neither loses what the other has.
+suite_hardening() {
+    need_packages build arm64 || return 1
+    build release kex && build arm64 kex || return 1
+    local status=0
+    python3 "$ROOT/scripts/lib/hardening.py" "$(kex_binary release)" "" "$1" || status=1
+    python3 "$ROOT/scripts/lib/hardening.py" "$(kex_binary arm64)" aarch64-linux-gnu- "$1" || status=1
+    return "$status"
 }
 
 # Runs one suite; its exit status is kept for the count.
