@@ -27,7 +27,8 @@ std::string join(const char* const* argv)
     return text;
 }
 
-[[noreturn]] void run_child(const char* const* argv, bool silence)
+/** An exception, which only a lack of memory can bring, must not take the child into the loop. */
+[[noreturn]] void run_child(const char* const* argv, bool silence) noexcept
 {
     reset_signals_in_child();
     log_file().leave_rotation_to_parent();

@@ -77,13 +77,13 @@ class Pending:
 
     def __init__(self, client, serial):
         self._client = client
-        self._serial = serial
+        self.serial = serial
 
     def reply(self, timeout=10):
         """The body of the reply; raises CallError for an error reply."""
         while True:
             message = self._client.connection.receive(timeout=timeout)
-            if message.header.fields.get(HeaderFields.reply_serial) == self._serial:
+            if message.header.fields.get(HeaderFields.reply_serial) == self.serial:
                 return unwrap(message)
 
 

@@ -1,6 +1,9 @@
 """Runs inside the sandbox: prepares a process and then becomes the daemon.
 
-usage: launcher.py [--refuse SYSCALL[:FIRST_ARGUMENT]]... [--zombies N] PROGRAM
+usage: launcher.py [--refuse SYSCALL[:FIRST_ARGUMENT]]... [--zombies N] [--watched yes] PROGRAM
+
+A watched program waits at each system call for the verdict of whoever has taken the
+listening descriptor out of it.
 """
 
 import ctypes
@@ -18,7 +21,9 @@ _NUMBERS = {
 }
 _PR_SET_SECCOMP, _SECCOMP_MODE_FILTER, _PR_SET_NO_NEW_PRIVS = 22, 2, 38
 _LOAD, _JUMP_EQUAL, _RETURN = 0x20, 0x15, 0x06
-_ALLOW, _ERRNO, _EPERM = 0x7FFF0000, 0x00050000, 1
+_ALLOW, _ERRNO, _ASK, _EPERM = 0x7FFF0000, 0x00050000, 0x7FC00000, 1
+_SECCOMP = {"x86_64": 317, "aarch64": 277}
+_SET_MODE_FILTER, _NEW_LISTENER, _WAIT_KILLABLE = 1, 8, 32
 _OFFSET_NUMBER, _OFFSET_FIRST_ARGUMENT = 0, 16
 
 
@@ -41,10 +46,20 @@ def _filter(refusals):
     return program + _instruction(_RETURN, _ALLOW)
 
 
-def _install(program):
-    class Program(ctypes.Structure):
-        _fields_ = [("length", ctypes.c_ushort), ("filter", ctypes.c_char_p)]
+class Program(ctypes.Structure):
+    _fields_ = [("length", ctypes.c_ushort), ("filter", ctypes.c_char_p)]
 
+
+def _be_watched():
+    # From here on nothing of this process goes on before somebody listens.
+    whole = Program(1, _instruction(_RETURN, _ASK))
+    flags = _NEW_LISTENER | _WAIT_KILLABLE
+    libc = ctypes.CDLL(None, use_errno=True)
+    if libc.syscall(_SECCOMP[platform.machine()], _SET_MODE_FILTER, flags, ctypes.byref(whole)) < 0:
+        raise OSError(ctypes.get_errno(), "seccomp")
+
+
+def _install(program):
     libc = ctypes.CDLL(None, use_errno=True)
     libc.prctl.argtypes = [ctypes.c_int] + [ctypes.c_void_p] * 4
     whole = Program(len(program) // 8, program)
@@ -66,11 +81,14 @@ def _leave_zombies(count):
 def main():
     numbers = _NUMBERS[platform.machine()]
     refusals = []
+    watched = False
     rest = sys.argv[1:]
     while rest[0].startswith("--"):
         option, value, *rest = rest
         if option == "--zombies":
             _leave_zombies(int(value))
+        elif option == "--watched":
+            watched = True
         elif option == "--refuse":
             name, _, argument = value.partition(":")
             if name in numbers:
@@ -81,6 +99,8 @@ def main():
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     if refusals:
         _install(_filter(refusals))
+    if watched:
+        _be_watched()
     os.execv(rest[0], rest)
 
 

@@ -60,16 +60,19 @@ class Sandbox:
             self._client = self.bus.connect()
         return self._client
 
-    def start_daemon(self, ready=True, refuse=(), zombies=0, environment=None):
+    def start_daemon(self, ready=True, refuse=(), zombies=0, environment=None,
+                     watched=False):
         """Starts kex. refuse names system calls that fail with EPERM ("socket:16" is
         a netlink socket); zombies is a number of ended children that it inherits.
-        With ready, returns when the event loop serves the bus."""
+        A watched one stands still until its system calls are listened to. With ready,
+        returns when the event loop serves the bus."""
         launcher = []
-        if refuse or zombies:
+        if refuse or zombies or watched:
             launcher = ["/usr/bin/python3", "-I", self._launcher_inside()]
             for name in refuse:
                 launcher += ["--refuse", name]
             launcher += ["--zombies", str(zombies)]
+            launcher += ["--watched", "yes"] if watched else []
         self.daemon = Daemon(self.namespaces, PROGRAM, launcher, environment)
         self.daemons.append(self.daemon)
         if ready:
