@@ -41,6 +41,18 @@ def names():
                                                              re.MULTILINE)}
 
 
+def copy_descriptor(process, number):
+    """A descriptor of another process, as one of this."""
+    handle = os.pidfd_open(process)
+    try:
+        copy = ctypes.CDLL(None, use_errno=True).syscall(_PIDFD_GETFD, handle, number, 0)
+        if copy < 0:
+            raise OSError(ctypes.get_errno(), "pidfd_getfd")
+        return copy
+    finally:
+        os.close(handle)
+
+
 class SystemCalls:
     """Watches a daemon from its start on."""
 
@@ -67,18 +79,8 @@ class SystemCalls:
             except FileNotFoundError:
                 continue
             if kind == "anon_inode:seccomp notify":
-                return self._copy(int(name))
+                return copy_descriptor(self._daemon.pid, int(name))
         return None
-
-    def _copy(self, number):
-        process = os.pidfd_open(self._daemon.pid)
-        try:
-            copy = ctypes.CDLL(None, use_errno=True).syscall(_PIDFD_GETFD, process, number, 0)
-            if copy < 0:
-                raise OSError(ctypes.get_errno(), "pidfd_getfd")
-            return copy
-        finally:
-            os.close(process)
 
     def _serve(self):
         poll = select.poll()
