@@ -64,7 +64,7 @@ vm_initrd() { # IMAGE STAGE FILE
 
 vm_boot() { # ARCH IMAGE INITRD RESULTS
     local -n machine="VM_$1" console="VM_CONSOLE_$1"
-    timeout "$VM_TIME_LIMIT" nice "${machine[@]}" -accel tcg,thread=multi -smp 2 -m 1024 \
+    timeout "$VM_TIME_LIMIT" "${machine[@]}" -accel tcg,thread=multi -smp 2 -m 1024 \
         -nodefaults -nographic -no-reboot -serial "file:$4/console.log" \
         -kernel "$2/vmlinuz" -initrd "$3" \
         -append "console=$console panic=-1 quiet mitigations=off" \

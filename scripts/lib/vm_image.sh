@@ -15,7 +15,7 @@ VM_ROOT_PACKAGES=(busybox-static dbus dhcpcd-base dnsmasq-base ethtool iproute2 
 
 VM_BOOT_MODULES=(virtio_pci virtio_blk ext4)
 VM_MODULES=("${VM_BOOT_MODULES[@]}" 8021q 9p 9pnet_virtio bonding configfs dummy dummy_hcd e1000
-    ip_tables libcomposite macvlan nf_tables nft_compat usb_f_ecm veth)
+    ip_tables libcomposite macvlan nf_tables nft_compat nlmon usb_f_ecm veth)
 
 vm_cache_root() {
     printf '%s/kex-vm' "${XDG_CACHE_HOME:-/var/cache}"
@@ -44,8 +44,8 @@ vm_make_archive() { # FILE ARCH
     local variant=minbase packages
     [ "$2" = amd64 ] || variant=extract
     packages=$(printf ',%s' "${VM_ROOT_PACKAGES[@]}")
-    quietly mmdebstrap --quiet --variant="$variant" --architectures="$2" --skip=check/qemu \
-        --format=tar --include="${packages#,}" bookworm "$1"
+    quietly mmdebstrap --quiet --dpkgopt=force-unsafe-io --variant="$variant" \
+        --architectures="$2" --skip=check/qemu --format=tar --include="${packages#,}" bookworm "$1"
 }
 
 vm_archive() { # ARCH

@@ -1,9 +1,15 @@
 """Interfaces that are made, renamed, enslaved, deleted, as the kernel shows them."""
 
+import socket
+import struct
+
 from machine import (CommandTest, execute, has_link, ip, is_up, line, link, link_data,
                      link_setting, netlink, netlink_error, read)
 
 MAC = "02:00:00:00:5a:01"
+
+ETH_P_ALL = 3
+RTM_SETLINK = 19
 
 
 def ipv6(name, setting):
@@ -58,6 +64,7 @@ class AddNetworkInterface(CommandTest):
         self.add_bond("bond7", "broadcast", "lowa", "lowb", "lowc", autoconf="disable")
         data = link_data("bond7")
         self.assertEqual((data["mode"], data["miimon"], data["downdelay"]), ("broadcast", 0, 0))
+        self.assertEqual(link("bond7")["address"], MAC)
         self.assertEqual(link_setting("bond7", "bonding/slaves").split(), ["lowa", "lowb", "lowc"])
         self.assertEqual(link_setting("bond7", "bonding/all_slaves_active"), "0")
         self.assertEqual(ipv6("bond7", "accept_ra"), "0")
@@ -268,16 +275,45 @@ class VlanPriSet(CommandTest):
     command = "VLANPRI_SET"
 
     def egress(self, name):
-        return {entry["from"]: entry["to"] for entry in link_data(name)["egress_qos"]}
+        return {entry["from"]: entry["to"] for entry in link_data(name).get("egress_qos", ())}
 
-    def test_maps_every_priority_to_one(self):
+    def test_kernel_takes_the_request_and_keeps_its_map(self):
+        """Linux reads a kind's own settings in RTM_NEWLINK only, by which ip changes them; in
+        RTM_SETLINK it acknowledges them and goes on."""
         self.add_link("lowa")
         self.add_link("lowa.5", "link", "lowa", "type", "vlan", "id", "5")
         self.expect(["lowa.5", "7"],
                     netlink("set_vlan_egress_qos", "set lowa.5 vlan egress qos"))
-        self.assertEqual(self.egress("lowa.5"), {number: 7 for number in range(8)})
-        self.call("lowa.5", "3")
-        self.assertEqual(self.egress("lowa.5"), {number: 3 for number in range(8)})
+        self.assertEqual(self.egress("lowa.5"), {})
+        ip("link", "set", "lowa.5", "type", "vlan", "egress-qos-map", "0:1", "2:6")
+        self.expect(["lowa.5", "3"],
+                    netlink("set_vlan_egress_qos", "set lowa.5 vlan egress qos"))
+        self.assertEqual(self.egress("lowa.5"), {0: 1, 2: 6})
+        self.assertIn("egress-qos-map { 0:1 2:6 }", " ".join(
+            ip("-d", "link", "show", "dev", "lowa.5").split()))
+
+    def test_request_is_a_change_of_the_link_with_all_eight_priorities(self):
+        """What the kernel is sent, as a monitor of netlink sees it."""
+        self.add_link("lowa")
+        self.add_link("lowa.5", "link", "lowa", "type", "vlan", "id", "5")
+        self.add_link("monitor0", "type", "nlmon")
+        ip("link", "set", "monitor0", "up")
+        with socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM, 0) as monitor:
+            monitor.bind(("monitor0", ETH_P_ALL))
+            monitor.settimeout(10)
+            self.call("lowa.5", "7")
+            request = self.first_of_type(monitor, RTM_SETLINK)
+        self.assertEqual(struct.unpack_from("=i", request, 20)[0], link("lowa.5")["ifindex"])
+        mappings = b"".join(struct.pack("=HHII", 12, 1, number, 7) for number in range(8))
+        self.assertTrue(request.endswith(struct.pack("=HH", 4 + len(mappings), 3) + mappings),
+                        request.hex())
+
+    def first_of_type(self, monitor, wanted):
+        """The first message of that type which the monitor gets."""
+        while True:
+            message = monitor.recv(8192)
+            if struct.unpack_from("=H", message, 4)[0] == wanted:
+                return message
 
     def test_missing_link(self):
         self.expect(["nolink", "1"],
