@@ -15,7 +15,7 @@ VM_ROOT_PACKAGES=(busybox-static dbus dhcpcd-base dnsmasq-base ethtool iproute2 
 
 VM_BOOT_MODULES=(virtio_pci virtio_blk ext4)
 VM_MODULES=("${VM_BOOT_MODULES[@]}" 8021q 9p 9pnet_virtio bonding configfs dummy dummy_hcd e1000
-    ip_tables libcomposite macvlan nf_tables nft_compat nlmon usb_f_ecm veth)
+    iptable_filter libcomposite macvlan nf_tables nft_compat nlmon usb_f_ecm veth)
 
 vm_cache_root() {
     printf '%s/kex-vm' "${XDG_CACHE_HOME:-/var/cache}"
@@ -39,13 +39,14 @@ vm_cached() { # PLACE MAKER ARGUMENT...
 }
 
 # The configured root for this machine's processor; only unpacked for another one, so that
-# nothing has to be emulated.
+# nothing has to be emulated, and then it gets no package that is not named.
 vm_make_archive() { # FILE ARCH
     local variant=minbase packages
     [ "$2" = amd64 ] || variant=extract
     packages=$(printf ',%s' "${VM_ROOT_PACKAGES[@]}")
     quietly mmdebstrap --quiet --dpkgopt=force-unsafe-io --variant="$variant" \
-        --architectures="$2" --skip=check/qemu --format=tar --include="${packages#,}" bookworm "$1"
+        --architectures="$2" --skip=check/qemu --format=tar \
+        --include='?essential' --include="${packages#,}" bookworm "$1"
 }
 
 vm_archive() { # ARCH
@@ -72,6 +73,7 @@ vm_make_tree() { # FOLDER ARCH
     else
         tar -C "$1" -xf "$cache/root-amd64.tar" ./etc ./var || return 1
         rm "$1/etc/ld.so.cache"
+        vm_adopt_packages "$1/var/lib/dpkg" "$2" || return 1
         for folder in bin sbin lib; do
             mkdir -p "$1/usr/$folder"
             ln -s "usr/$folder" "$1/$folder"
@@ -86,6 +88,15 @@ vm_make_tree() { # FOLDER ARCH
     mkdir -p "$1/dev" "$1/results"
     vm_add_modules "$1" "$2"
     vm_settle "$1"
+}
+
+# The package database came from the other root, where the same packages are installed.
+vm_adopt_packages() { # FOLDER ARCH
+    local file
+    sed -i "s/^Architecture: amd64$/Architecture: $2/" "$1/status" || return 1
+    for file in "$1"/info/*:amd64.*; do
+        mv "$file" "${file/:amd64./:$2.}" || return 1
+    done
 }
 
 vm_modules_of() { # TREE VERSION MODULE...
@@ -143,12 +154,13 @@ vm_make_image() { # FOLDER ARCH
     quietly mke2fs -q -t ext4 -O ^has_journal -d "$tree" "$1/root.ext4" 700M && rm -r "$tree"
 }
 
-# What is left of former inputs is deleted.
+# What is left of former inputs is deleted, unless another checkout may be at work with it.
 vm_image() { # ARCH
     local cache
     cache=$(vm_cache)
     mkdir -p "$cache"
-    find "$(vm_cache_root)" -mindepth 1 -maxdepth 1 ! -path "$cache" -exec rm -rf {} +
+    find "$(vm_cache_root)" -mindepth 1 -maxdepth 1 ! -path "$cache" -mtime +1 \
+        -exec rm -rf {} +
     if [ ! -e "$cache/image-$1" ]; then
         vm_archive amd64 && vm_archive "$1" && vm_cached "$cache/kernel-$1" vm_make_kernel "$1"
     fi && vm_cached "$cache/image-$1" vm_make_image "$1"

@@ -56,7 +56,7 @@ class Autoconf(CommandTest):
                     return connection.recv(16) == b"agent\n"
             except ConnectionRefusedError:
                 return False
-        wait_until(answers, 30, "the agent to serve")
+        wait_until(answers, "the agent to serve")
         self.expect(["disable"], self.CANCELING, line("server_autoconfig", "read /usr/bin/python3"),
                     line("server_autoconfig", f"killed ostrelagent pid {agent} rc=0"))
         self.assertFalse(os.path.exists(AGENT_PID))
@@ -121,13 +121,15 @@ class FirewallCtrl(CommandTest):
         self.expect(["mdns", "false"], executing(FIREWALL, "mdns", "false"))
         self.assertNotIn("kex_mdns", self.tables())
 
-    def test_rules_by_iptables(self):
+    def test_rules_by_both_forms_of_iptables(self):
         self.expect(["ping", "false", "eth0"], executing(FIREWALL, "ping", "false"))
         self.assertEqual(read("/run/fwctrl.arguments").strip(), "ping false")
-        self.assertIn("-A INPUT -p icmp -m icmp --icmp-type 8 -j DROP",
-                      run("iptables-nft", "-S", "INPUT"))
+        for tool in ("iptables-nft", "iptables-legacy"):
+            self.assertIn("-A INPUT -p icmp -m icmp --icmp-type 8 -j DROP",
+                          run(tool, "-S", "INPUT"))
         self.expect(["ping", "true"], executing(FIREWALL, "ping", "true"))
-        self.assertNotIn("icmp", run("iptables-nft", "-S", "INPUT"))
+        for tool in ("iptables-nft", "iptables-legacy"):
+            self.assertNotIn("icmp", run(tool, "-S", "INPUT"))
 
     def test_rules_for_an_interface(self):
         self.add_link("fw0")
@@ -212,8 +214,8 @@ class DhcpRelease(CommandTest):
             run("systemd-run", f"--unit=dhcpcd{option}", "--service-type=exec", "--collect",
                 "/usr/sbin/dhcpcd", "-B", option, "-f", "/etc/dhcpcd-vm.conf", "da")
             self.addCleanup(run, "systemctl", "stop", f"dhcpcd{option}", check=False)
-        wait_until(lambda: self.leased("inet"), 60, "an IPv4 lease")
-        wait_until(lambda: self.leased("inet6"), 60, "an IPv6 lease")
+        wait_until(lambda: self.leased("inet"), "an IPv4 lease")
+        wait_until(lambda: self.leased("inet6"), "an IPv6 lease")
 
     def leased(self, family):
         return [entry["local"] for entry in ip_json("address", "show", "dev", "da")[0]["addr_info"]
