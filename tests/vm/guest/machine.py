@@ -15,6 +15,9 @@ INTERFACE = "com.orvel.bmc.network.KEX"
 UNIT = "kex.service"
 LOG = "/run/tirvad/kex.log"
 
+# Seconds, far more than anything takes: a wait ends with what it waits for.
+LIMIT = 120
+
 # A member of the group that may call the daemon, and one who is not.
 MEMBER = "netsvc"
 STRANGER = "stranger"
@@ -54,9 +57,9 @@ def as_user(name):
             "extra_groups": os.getgrouplist(name, user.pw_gid)}
 
 
-def busctl(*words, user=MEMBER, timeout=120):
+def busctl(*words, user=MEMBER):
     """Output of busctl for an unprivileged caller; raises CallError for an error reply."""
-    command = ["busctl", "--system", f"--timeout={timeout}", "--", *words]
+    command = ["busctl", "--system", f"--timeout={LIMIT}", "--", *words]
     done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, text=True, errors="replace", **as_user(user))
     if done.returncode:
@@ -79,7 +82,7 @@ def execute(command, *arguments, user=MEMBER):
 
 def start_execute(command, *arguments):
     """ExecuteCommand without waiting; the process that does."""
-    return subprocess.Popen(["busctl", "--system", "--timeout=120", "--",
+    return subprocess.Popen(["busctl", "--system", f"--timeout={LIMIT}", "--",
                              *call_words(command, arguments)],
                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                             stderr=subprocess.STDOUT, text=True, **as_user(MEMBER))
@@ -130,16 +133,16 @@ def lines_since(mark):
     return log.parse(log_since(mark))
 
 
-def wait_until(condition, timeout=20.0, what="the condition", interval=0.05):
-    """Returns the first true value of condition(), or raises after timeout."""
-    deadline = time.monotonic() + timeout
+def wait_until(condition, what="the condition"):
+    """Returns the first true value of condition(), or raises when it takes too long."""
+    deadline = time.monotonic() + LIMIT
     while True:
         value = condition()
         if value:
             return value
         if time.monotonic() > deadline:
-            raise AssertionError(f"after {timeout} s still waiting for {what}")
-        time.sleep(interval)
+            raise AssertionError(f"after {LIMIT} s still waiting for {what}")
+        time.sleep(0.05)
 
 
 def ip(*words):
@@ -208,13 +211,13 @@ def name_owner():
     return int(answer.split()[1])
 
 
-def wait_for_service(former_pid=0, timeout=30):
+def wait_for_service(former_pid=0):
     """Waits until another daemon than the former one owns the name; its process id."""
     def served():
         pid = unit_property("MainPID")
         return (pid not in ("0", str(former_pid)) and unit_property("ActiveState") == "active"
                 and name_owner() == int(pid) and int(pid))
-    return wait_until(served, timeout, "the service to be back")
+    return wait_until(served, "the service to be back")
 
 
 def line(function, text, number=None, tag="exe"):

@@ -21,6 +21,9 @@ import xml.etree.ElementTree as xml
 
 import machine
 
+# These end the daemon or the bus, or remove kex: they come last, in this order.
+LAST = ("test_life", "test_package")
+
 
 class Results(unittest.TestResult):
     """Writes a line for each test as it ends, so that a hung guest shows where."""
@@ -77,12 +80,11 @@ class Results(unittest.TestResult):
 
 
 def load():
-    """All tests; those that end the daemon or the bus come late, those that remove it last."""
+    """The tests of every test_*.py beside this file."""
     suite = unittest.TestSuite()
     names = [os.path.basename(path)[:-3] for path in
              glob.glob(os.path.join(os.path.dirname(os.path.abspath(__file__)), "test_*.py"))]
-    late = ["test_life", "test_package"]
-    for name in sorted(names, key=lambda name: (name in late, name)):
+    for name in sorted(names, key=lambda name: (LAST.index(name) if name in LAST else -1, name)):
         suite.addTests(unittest.defaultTestLoader.loadTestsFromModule(
             importlib.import_module(name)))
     return suite

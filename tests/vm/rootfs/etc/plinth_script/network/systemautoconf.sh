@@ -4,6 +4,10 @@
 # usage: systemautoconf.sh COMMAND
 set -e
 [ "$1" != fail ] || exit 5
+if [ "$1" = wait ]; then
+    until [ -e /run/autoconf.go ]; do sleep 0.1; done
+    exit 0
+fi
 printf '%s' "$1" >/etc/plinth_script/network/autoconf.command
 chmod 600 /etc/plinth_script/network/autoconf.command
 mkdir -p /run/autoconf
