@@ -94,7 +94,9 @@ suite_shellcheck() {
     need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
         "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
         "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh \
-        "$ROOT"/dist/completion/kexctl.bash &&
+        "$ROOT"/dist/completion/kexctl.bash "$ROOT"/tests/vm/initrd/init \
+        "$ROOT"/tests/vm/rootfs/usr/bin/*.sh \
+        "$ROOT"/tests/vm/rootfs/etc/plinth_script/network/*.sh &&
         record_check "$1" shellcheck -s sh "$ROOT/debian/kex.postrm"
 }
 
