@@ -3,7 +3,7 @@
 # The suites: each installs and builds what it needs, runs, and leaves its results
 # in the folder that it is given.
 
-SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized unit-arm64)
+SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized torture unit-arm64)
 CHECKS=(shellcheck format tidy unit-clang hardening package bench)
 
 # Any finding ends the program under test: none can go unseen.
@@ -28,10 +28,11 @@ run_pytest() { # SUITE RESULTS [OPTION...]
     }
 }
 
-run_sandbox() { # BUILD RESULTS
+# Those of a folder against the daemon of a build.
+run_on_daemon() { # SUITE BUILD RESULTS
     local binary
-    binary=$(kex_binary "$1") || return 1
-    KEX_BINARY=$binary run_pytest sandbox "$2" -n 2
+    binary=$(kex_binary "$2") || return 1
+    KEX_BINARY=$binary run_pytest "$1" "$3" -n 2
 }
 
 run_kexctl() { # BUILD RESULTS
@@ -67,12 +68,19 @@ suite_unit_arm64() {
 }
 
 suite_sandbox() {
-    need_root && need_packages build sandbox && build release kex && run_sandbox release "$1"
+    need_root && need_packages build sandbox && build release kex &&
+        run_on_daemon sandbox release "$1"
 }
 
 suite_sandbox_sanitized() {
     need_root && need_packages build sandbox && build sanitized kex &&
-        with_sanitizers run_sandbox sanitized "$1"
+        with_sanitizers run_on_daemon sandbox sanitized "$1"
+}
+
+# The short form; scripts/torture is the long one.
+suite_torture() {
+    need_root && need_packages build sandbox && build release kex &&
+        run_on_daemon torture release "$1"
 }
 
 # That every row of the benchmark can be measured; what comes out is no matter of a test.
@@ -92,7 +100,8 @@ suite_kexctl_sanitized() {
 
 suite_shellcheck() {
     need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
-        "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/lib/*.sh \
+        "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test \
+        "$ROOT"/scripts/torture "$ROOT"/scripts/lib/*.sh \
         "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh \
         "$ROOT"/dist/completion/kexctl.bash "$ROOT"/tests/vm/initrd/init \
         "$ROOT"/tests/vm/rootfs/usr/bin/*.sh \
