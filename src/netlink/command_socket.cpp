@@ -42,8 +42,9 @@ int read_ack(const nlmsghdr& reply, size_t received)
     }
     const auto& acknowledgement = *static_cast<const nlmsgerr*>(NLMSG_DATA(&reply));
     if (acknowledgement.error != 0) {
-        LOG_ERROR_AS("send_and_recv_ack", __LINE__, "netlink error response: %d\n",
-                     -acknowledgement.error);
+        // Wider than the field, whose smallest number has no opposite of its own size.
+        LOG_ERROR_AS("send_and_recv_ack", __LINE__, "netlink error response: %ld\n",
+                     -long{acknowledgement.error});
     }
     return acknowledgement.error;
 }

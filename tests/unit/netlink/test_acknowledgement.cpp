@@ -111,7 +111,7 @@ Lines invalid()
     return {nlc_error("send_and_recv_ack", "netlink response invalid")};
 }
 
-Lines refused(int number)
+Lines refused(long number)
 {
     return {nlc_error("send_and_recv_ack", "netlink error response: " + std::to_string(number))};
 }
@@ -133,6 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
         Reply{"NoSuchDevice", acknowledgement(-19), -19, refused(19)},
         Reply{"NotPermitted", acknowledgement(-1), -1, refused(1)},
         Reply{"PositiveError", acknowledgement(5), 5, refused(-5)},
+        Reply{"SmallestError", acknowledgement(INT32_MIN), INT32_MIN, refused(2147483648)},
         // Neither the sequence number nor the sender is compared.
         Reply{"OtherSequenceNumber", message(error, 0, 99, zeros(20)), 0, {}},
         Reply{"ErrorOfAnotherRequest", message(error, 0, 99, host_order(-22) + zeros(16)), -22,
