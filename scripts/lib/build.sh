@@ -36,6 +36,11 @@ configure_clang() {
     CC=clang CXX=clang++ configure clang -Dtests=enabled
 }
 
+configure_fuzz() {
+    CC=clang CXX=clang++ configure fuzz -Dfuzz=true -Dtests=disabled -Ddebug=true \
+        -Doptimization=1 -Db_sanitize=address,undefined -Db_lundef=false
+}
+
 configure_arm64() {
     configure arm64 -Dtests=enabled --cross-file "$ROOT/tests/cross/aarch64.ini"
 }

@@ -3,8 +3,12 @@
 # The suites: each installs and builds what it needs, runs, and leaves its results
 # in the folder that it is given.
 
+# shellcheck source-path=SCRIPTDIR
+# shellcheck source=fuzz.sh
+. "$ROOT/scripts/lib/fuzz.sh"
+
 SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized torture unit-arm64)
-CHECKS=(shellcheck format tidy unit-clang hardening package bench)
+CHECKS=(shellcheck format tidy unit-clang hardening package fuzz fuzz-planted bench)
 
 # Any finding ends the program under test: none can go unseen.
 with_sanitizers() { # COMMAND...
@@ -100,13 +104,20 @@ suite_kexctl_sanitized() {
 
 suite_shellcheck() {
     need_packages lint && record_check "$1" shellcheck --external-sources --source-path=SCRIPTDIR \
-        "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test \
-        "$ROOT"/scripts/torture "$ROOT"/scripts/lib/*.sh \
-        "$ROOT"/scripts/demo.d/*.sh "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh \
-        "$ROOT"/dist/completion/kexctl.bash "$ROOT"/tests/vm/initrd/init \
-        "$ROOT"/tests/vm/rootfs/usr/bin/*.sh \
+        "$ROOT"/scripts/bench "$ROOT"/scripts/demo "$ROOT"/scripts/test "$ROOT"/scripts/torture \
+        "$ROOT"/scripts/fuzz "$ROOT"/scripts/lib/*.sh "$ROOT"/scripts/demo.d/*.sh \
+        "$ROOT"/.ci/run "$ROOT"/tests/sandbox/harness/*.sh "$ROOT"/dist/completion/kexctl.bash \
+        "$ROOT"/tests/vm/initrd/init "$ROOT"/tests/vm/rootfs/usr/bin/*.sh \
         "$ROOT"/tests/vm/rootfs/etc/plinth_script/network/*.sh &&
         record_check "$1" shellcheck -s sh "$ROOT/debian/kex.postrm"
+}
+
+suite_fuzz() { # RESULTS
+    need_packages build fuzz && build fuzz && fuzz_all "$1" "${FUZZ_SECONDS:-10}"
+}
+
+suite_fuzz_planted() { # RESULTS
+    need_packages build fuzz && find_planted "$1"
 }
 
 cpp_files() { # FOLDER...
