@@ -11,7 +11,6 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
@@ -95,8 +94,9 @@ uint8_t ScriptedSystem::next()
 
 std::string ScriptedSystem::content()
 {
-    const std::string text = outcomes_.substr(std::min(at_ + 1, outcomes_.size()), next());
-    at_ = std::min(at_ + text.size(), outcomes_.size());
+    const size_t length = next();
+    const std::string text = outcomes_.substr(at_, length);
+    at_ += text.size();
     return text;
 }
 
