@@ -72,7 +72,8 @@ find_planted_bug() { # PATCH RESULTS
     local bug name
     bug=$(basename "$1" .patch)
     name=${bug%%-*}
-    quietly patch -d "$ROOT" -p1 -i "$1" && build fuzz "fuzz_$name" || return 1
+    quietly patch -d "$ROOT" -p1 -i "$1" && configure_fuzz &&
+        quietly meson compile -C "$BUILD/fuzz" "fuzz_$name" || return 1
     mkdir -p "$2/$bug"
     run_fuzzer "$name" "$2/$bug" "$PLANTED_SECONDS" 2>/dev/null
     quietly patch -d "$ROOT" -p1 -R -i "$1" || return 1

@@ -24,6 +24,7 @@ Verdict verdict(std::string datagram)
         number_at<uint32_t>(datagram, 0) > datagram.size()) {
         return {-1, "netlink response invalid\n"};
     }
+    datagram.resize(std::max<size_t>(datagram.size(), 20)); // what is not there counts as zeros
     const auto error = number_at<int32_t>(datagram, 16);
     if (number_at<uint16_t>(datagram, 4) != NLMSG_ERROR || error == 0) {
         return {0, ""};

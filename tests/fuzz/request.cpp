@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::memcpy(model.bytes.data(), &length, 4);
     REQUIRE(std::string(reinterpret_cast<char*>(&request.header()), request.header().nlmsg_len) ==
             model.bytes);
-    REQUIRE(fuzz::count_lines(fuzz::take_log(), "rtattr overflow") == model.refused);
+    REQUIRE(fuzz::count_lines(fuzz::take_log(), "ERROR - rtattr overflow") == model.refused);
     fuzz::forget_log();
     return 0;
 }

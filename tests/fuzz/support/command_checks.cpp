@@ -22,10 +22,8 @@ const std::vector<std::string> refusals{
 
 bool is_refusal(const LogLine& line)
 {
-    // Behind the first dash, so that no argument can look like one.
-    const std::string text = line.text.substr(line.text.find(" - ") + 3);
     return std::ranges::any_of(refusals, [&](const std::string& refusal) {
-        return text.starts_with("ERROR - " + refusal);
+        return line.body().starts_with("ERROR - " + refusal);
     });
 }
 

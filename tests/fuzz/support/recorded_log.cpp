@@ -109,7 +109,7 @@ bool is_log_file_of(const std::string& file, const std::vector<LogLine>& log)
 size_t count_lines(const std::vector<LogLine>& log, const std::string& text)
 {
     return static_cast<size_t>(std::ranges::count_if(
-        log, [&](const LogLine& line) { return line.text.find(text) != std::string::npos; }));
+        log, [&](const LogLine& line) { return line.body().starts_with(text); }));
 }
 
 } // namespace kex::fuzz
