@@ -145,7 +145,8 @@ int send_and_recv_ack(NetlinkCommandSocket& sock, const nlmsghdr& request)
         LOG_ERROR("netlink sendto failed\n");
         return -1;
     }
-    alignas(nlmsghdr) std::array<char, ack_size> reply;
+    // Of zeros, so that an error message that ends before its number reads as none.
+    alignas(nlmsghdr) std::array<char, ack_size> reply{};
     const ssize_t received = recv(sock.fd, reply.data(), reply.size(), 0);
     if (received < 0) {
         LOG_ERROR("netlink recv failed\n");

@@ -139,6 +139,7 @@ INSTANTIATE_TEST_SUITE_P(
         Reply{"ErrorOfAnotherRequest", message(error, 0, 99, host_order(-22) + zeros(16)), -22,
               refused(22)},
         // Any message but an error counts as success.
+        Reply{"ErrorThatEndsBeforeItsNumber", message(error, 0, 99, ""), 0, {}},
         Reply{"DumpedLink", message(newlink, 2, 1, zeros(16)), 0, {}},
         Reply{"EndOfADump", message(done, 2, 1, host_order(-5)), 0, {}},
         Reply{"Noop", message(noop, 0, 1, ""), 0, {}},
