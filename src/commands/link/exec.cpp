@@ -27,15 +27,20 @@ std::string join(const char* const* argv)
     return text;
 }
 
-/** An exception, which only a lack of memory can bring, must not take the child into the loop. */
-[[noreturn]] void run_child(const char* const* argv, bool silence) noexcept
+/** A lack of memory ends the child here: an exception must not take it into the event loop. */
+void log_execution(const char* const* argv) noexcept
+{
+    LOG_INFO_AS("exec_cmd", 503, "Executing command: %s\n", join(argv).c_str());
+}
+
+[[noreturn]] void run_child(const char* const* argv, bool silence)
 {
     reset_signals_in_child();
     log_file().leave_rotation_to_parent();
     if (silence) {
         silence_child_output();
     }
-    LOG_INFO_AS("exec_cmd", 503, "Executing command: %s\n", join(argv).c_str());
+    log_execution(argv);
     // execv leaves the texts alone; it takes pointers to char for the sake of old programs.
     const int result = execv(argv[0], const_cast<char* const*>(argv));
     LOG_ERROR_AS("exec_cmd", 505, "failed to execv\n");
