@@ -10,6 +10,7 @@ PACKAGES_kexctl=(mandoc zsh)
 PACKAGES_package=(lintian mmdebstrap python3-pytest python3-yaml util-linux)
 PACKAGES_clang=(clang)
 PACKAGES_fuzz=(clang libclang-rt-dev)
+PACKAGES_static=(cppcheck valgrind)
 PACKAGES_lint=(clang clang-format clang-tidy shellcheck)
 PACKAGES_arm64=(g++-aarch64-linux-gnu googletest libstdc++6:arm64 libsystemd-dev:arm64
     qemu-user-static)
