@@ -99,9 +99,9 @@ int flush_addresses(NetlinkCommandSocket& sock, const std::string& link, sa_fami
     Request<ifaddrmsg, small_request> request(sock, RTM_GETADDR, NLM_F_DUMP);
     request.family().ifa_family = static_cast<uint8_t>(family);
     request.family().ifa_index = index;
-    const int flushed =
-        flush(sock, request.header(),
-              {__func__, "flush_addresses: sendto failed", RTM_NEWADDR, delete_if_matching});
+    const int flushed = flush(sock, request.header(),
+                              {__func__, "flush_addresses: sendto failed", RTM_NEWADDR,
+                               EntryVisitor(delete_if_matching)});
     if (flushed < 0) {
         return -1;
     }

@@ -14,7 +14,7 @@ class EntryVisitor
   public:
     /** @param visit  outlives this; may change the message, returns true when it deleted it */
     template <typename Visit>
-    EntryVisitor(Visit& visit)
+    explicit EntryVisitor(Visit& visit)
         : visit_(&visit), call_([](void* object, nlmsghdr& message) {
               return (*static_cast<Visit*>(object))(message);
           })

@@ -44,9 +44,9 @@ int flush_neighbors(NetlinkCommandSocket& sock)
     };
 
     Request<ndmsg, small_request> request(sock, RTM_GETNEIGH, NLM_F_DUMP);
-    const int flushed =
-        flush(sock, request.header(),
-              {__func__, "flush_neighbors: sendto failed", RTM_NEWNEIGH, delete_if_permanent});
+    const int flushed = flush(sock, request.header(),
+                              {__func__, "flush_neighbors: sendto failed", RTM_NEWNEIGH,
+                               EntryVisitor(delete_if_permanent)});
     if (flushed < 0) {
         return -1;
     }

@@ -112,7 +112,7 @@ int flush_routes(NetlinkCommandSocket& sock, sa_family_t family, const std::stri
     const int flushed =
         flush(sock, request.header(),
               {__func__, "flush_routes: forbidden by checkmarx to say way sendto failed",
-               RTM_NEWROUTE, delete_if_matching});
+               RTM_NEWROUTE, EntryVisitor(delete_if_matching)});
     if (flushed < 0) {
         return -1;
     }
