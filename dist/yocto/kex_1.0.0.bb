@@ -15,7 +15,7 @@ DEPENDS = "sdbusplus sdeventplus systemd python3-pyyaml-native python3-sdbus++-n
 inherit meson pkgconfig python3native systemd useradd
 
 PACKAGECONFIG ??= "kexctl"
-PACKAGECONFIG[kexctl] = "-Dkexctl=true,-Dkexctl=false"
+PACKAGECONFIG[kexctl] = "-Dkexctl=true,-Dkexctl=false,nlohmann-json"
 PACKAGECONFIG[qlog] = "-Dqlog=enabled,-Dqlog=disabled,qlog"
 
 KEX_CLIENTS_GROUP ??= "kex-clients"

@@ -7,7 +7,7 @@ package_cache_root() {
 }
 
 # dpkg complains of what is missing here.
-PACKAGE_BUILD_ROOT=debhelper,libsystemd-dev,meson,pkgconf,python3,python3-yaml
+PACKAGE_BUILD_ROOT=debhelper,libsystemd-dev,meson,nlohmann-json3-dev,pkgconf,python3,python3-yaml
 PACKAGE_ROOT=dbus,man-db,systemd
 
 # The archive of a root with the packages, made once; its name says of what.

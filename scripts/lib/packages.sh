@@ -2,7 +2,8 @@
 # shellcheck disable=SC2034 # the lists are used by name
 # The Debian packages that each purpose needs, and their installation.
 
-PACKAGES_build=(g++ libgtest-dev libsystemd-dev meson ninja-build pkgconf python3 python3-yaml)
+PACKAGES_build=(g++ libgtest-dev libsystemd-dev meson ninja-build nlohmann-json3-dev pkgconf
+    python3 python3-yaml)
 PACKAGES_demo=(dbus-daemon iproute2 python3-jeepney systemd systemd-journal-remote util-linux)
 PACKAGES_sandbox=(dbus-daemon iproute2 python3-jeepney python3-pytest python3-pytest-xdist systemd
     systemd-journal-remote util-linux)

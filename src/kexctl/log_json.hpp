@@ -6,13 +6,15 @@
 namespace kex::ctl
 {
 
-/** Adds a message as an object of its parts. */
-inline void add_message(Json& json, const LogMessage& message)
+/** A message as an object of its parts. */
+inline Json as_json(const LogMessage& message)
 {
-    json.begin_object();
-    json.text("time", message.stamp).text("origin", message.origin).text("line", message.number);
-    json.text("level", message.is_error() ? "error" : message.is_warning() ? "warning" : "info");
-    json.text("text", message.text).end_object();
+    const char* level = message.is_error() ? "error" : message.is_warning() ? "warning" : "info";
+    return {{"time", message.stamp},
+            {"origin", message.origin},
+            {"line", message.number},
+            {"level", level},
+            {"text", message.text}};
 }
 
 } // namespace kex::ctl

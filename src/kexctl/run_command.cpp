@@ -23,12 +23,12 @@ using Messages = std::vector<LogMessage>;
 void show_call(const std::string& command, const Options& options)
 {
     if (options.json) {
-        Json json;
-        json.begin_object();
-        json.text("destination", service_name).text("path", object_path);
-        json.text("interface", interface_name).text("method", "ExecuteCommand");
-        json.text("command", command_string(command)).texts("arguments", options.words);
-        json.end_object().print();
+        print_line({{"destination", service_name},
+                    {"path", object_path},
+                    {"interface", interface_name},
+                    {"method", "ExecuteCommand"},
+                    {"command", command_string(command)},
+                    {"arguments", options.words}});
         return;
     }
     std::printf("busctl call %s %s %s ExecuteCommand sas %s %zu", service_name, object_path,
@@ -88,19 +88,18 @@ ExitStatus outcome(const CallResult& result, const Messages& messages)
 void print_json(const std::string& command, const Options& options, const CallResult& result,
                 const Messages& messages)
 {
-    Json json;
-    json.begin_object().text("command", command).texts("arguments", options.words);
+    Json json = {{"command", command}, {"arguments", options.words}};
     if (result.status == ExitStatus::ok) {
-        json.number("reply", result.reply);
+        json["reply"] = result.reply;
     } else {
-        json.text("error", result.error);
+        json["error"] = result.error;
     }
-    json.number("status", static_cast<int>(outcome(result, messages)));
-    json.begin_array("log");
+    json["status"] = static_cast<int>(outcome(result, messages));
+    json["log"] = Json::array();
     for (const LogMessage& message : messages) {
-        add_message(json, message);
+        json["log"].push_back(as_json(message));
     }
-    json.end_array().end_object().print();
+    print_line(json);
 }
 
 void print_text(const CallResult& result, const Messages& messages)

@@ -77,27 +77,34 @@ void print_command(const Command& command)
     }
 }
 
-void add_form(Json& json, const Form& form)
+Json as_json(const Slot& slot)
 {
-    json.begin_object().text("use", form.use).text("does", form.does);
-    json.text("example", form.example).begin_array("arguments");
-    for (const Slot& slot : form.slots) {
-        json.begin_object().text("name", slot.name).text("text", slot.text);
-        json.texts("words", slot.words).flag("only_words", !slot.words.empty() && !slot.lenient);
-        json.flag("interface", slot.interface).flag("optional", slot.optional);
-        json.flag("repeated", slot.repeated).end_object();
-    }
-    json.end_array().end_object();
+    return {{"name", slot.name},           {"text", slot.text},
+            {"words", slot.words},         {"only_words", !slot.words.empty() && !slot.lenient},
+            {"interface", slot.interface}, {"optional", slot.optional},
+            {"repeated", slot.repeated}};
 }
 
-void add_command(Json& json, const Command& command)
+Json as_json(const Form& form)
 {
-    json.begin_object().text("name", command.name).number("value", command.value);
-    json.text("does", command.does).begin_array("forms");
-    for (const Form& form : command.forms) {
-        add_form(json, form);
+    Json arguments = Json::array();
+    for (const Slot& slot : form.slots) {
+        arguments.push_back(as_json(slot));
     }
-    json.end_array().end_object();
+    return {{"use", form.use},
+            {"does", form.does},
+            {"example", form.example},
+            {"arguments", arguments}};
+}
+
+Json as_json(const Command& command)
+{
+    Json forms = Json::array();
+    for (const Form& form : command.forms) {
+        forms.push_back(as_json(form));
+    }
+    return {
+        {"name", command.name}, {"value", command.value}, {"does", command.does}, {"forms", forms}};
 }
 
 } // namespace
@@ -108,11 +115,11 @@ ExitStatus show_list(const Options& options)
         throw Failure(ExitStatus::wrong_usage, "list takes no arguments");
     }
     if (options.json) {
-        Json json;
-        json.begin_array();
-        std::ranges::for_each(commands(),
-                              [&json](const Command& each) { add_command(json, each); });
-        json.end_array().print();
+        Json list = Json::array();
+        for (const Command& command : commands()) {
+            list.push_back(as_json(command));
+        }
+        print_line(list);
         return ExitStatus::ok;
     }
     for (const Command& command : commands()) {
@@ -131,9 +138,7 @@ ExitStatus show_help(const Options& options)
     for (const std::string& word : options.words) {
         const Command& command = named_command(word);
         if (options.json) {
-            Json json;
-            add_command(json, command);
-            json.print();
+            print_line(as_json(command));
         } else {
             print_command(command);
         }

@@ -16,9 +16,7 @@ void print_as_asked(const LogMessage& message, const Options& options)
         return;
     }
     if (options.json) {
-        Json json;
-        add_message(json, message);
-        json.print();
+        print_line(as_json(message));
     } else {
         print_message(message);
     }

@@ -80,19 +80,18 @@ Status read_status()
 
 void print_json(const Status& status)
 {
-    Json json;
-    json.begin_object().text("name", service_name).text("owner", status.owner.name);
-    json.number("pid", status.owner.pid);
+    Json json = {{"name", service_name}, {"owner", status.owner.name}, {"pid", status.owner.pid}};
     if (status.uptime_s) {
-        json.number("uptime", *status.uptime_s);
+        json["uptime"] = *status.uptime_s;
     }
-    json.number("state", status.state).begin_array("logs");
+    json["state"] = status.state;
+    json["logs"] = Json::array();
     for (const LogSize& log : status.logs) {
         if (log.bytes) {
-            json.begin_object().text("path", log.path).number("bytes", *log.bytes).end_object();
+            json["logs"].push_back({{"path", log.path}, {"bytes", *log.bytes}});
         }
     }
-    json.end_array().end_object().print();
+    print_line(json);
 }
 
 void print_uptime(int64_t seconds)
