@@ -134,6 +134,7 @@ def test_clock_that_is_set_back_and_forth(sandbox, tmp_path):
                             launcher=["env", "LD_PRELOAD=/run/sandbox/clock.so"])
     sandbox.daemons.append(sandbox.daemon)
     wait_until(sandbox.client.has_owner, what="kex to own its name")
+    sandbox.client.ping()
     stamps = []
     for hours in (0, -30 * 24, 60 * 24, -1, 0):
         sandbox.put_file(CLOCK, str(hours * 3600))
