@@ -85,7 +85,6 @@ def test_bus_that_dies_under_a_command(machine):
     with pytest.raises((ConnectionError, EOFError, CallError)):
         call.reply()
     assert machine.terminate() == 0
-    machine._client = None
     machine.start_bus()
     machine.start_daemon()
     assert machine.call("LINK_CTRL", "down", LINK) == 0

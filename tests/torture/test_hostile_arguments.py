@@ -140,7 +140,8 @@ def test_hundred_thousand_arguments(kex):
 
 @pytest.mark.parametrize("command, words", [
     ("SENDARPING", ()), ("AUTOCONF", ("disable",)), ("LINK_TUNE", ("eth1",)),
-    ("SET_STATIC_ROUTE", ("enable",)), ("UPDATE_HOSTS_FILE", ()), ("SET_IP6_STABLE_PRIVACY", ("disable",)),
+    ("SET_STATIC_ROUTE", ("enable",)), ("UPDATE_HOSTS_FILE", ()),
+    ("SET_IP6_STABLE_PRIVACY", ("disable",)),
 ])
 def test_megabytes_in_every_place(machine, command, words):
     hosts = machine.read_file("/etc/hosts")

@@ -38,13 +38,6 @@ def folder_read_only(kex):
 
 
 @contextlib.contextmanager
-def file_immutable_folder(kex):
-    """A folder in place of the file."""
-    with file_replaced(kex, os.mkdir):
-        yield
-
-
-@contextlib.contextmanager
 def file_replaced(kex, make):
     os.rename(kex.path(LOG), kex.path(AWAY))
     make(kex.path(LOG))
@@ -54,6 +47,10 @@ def file_replaced(kex, make):
     else:
         os.unlink(kex.path(LOG))
     os.rename(kex.path(AWAY), kex.path(LOG))
+
+
+def file_is_a_folder(kex):
+    return file_replaced(kex, os.mkdir)
 
 
 def file_is_a_fifo(kex):
@@ -79,7 +76,7 @@ def file_points_nowhere(kex):
     return file_replaced(kex, lambda path: os.symlink("/nosuch/folder/file", path))
 
 
-FAULTS = [folder_missing, folder_is_a_file, folder_read_only, file_immutable_folder, file_is_a_fifo,
+FAULTS = [folder_missing, folder_is_a_file, folder_read_only, file_is_a_folder, file_is_a_fifo,
           file_is_a_fifo_that_is_full, file_is_a_loop, file_points_nowhere]
 
 

@@ -12,7 +12,7 @@ import pytest
 
 from fault_walk import ENDED, LOST_REPLY, OFF_THE_BUS, SERVED, FaultyMachine
 from harness import expected, parse, wait_until
-from machine import CAPTURE, EVERY, LINK, MAC, PROGRAMS, furnish, kept
+from machine import EVERY, LINK, MAC, PROGRAMS, furnish, kept
 from scale import long_form, measured
 from system_calls import names
 from systemd_stand_in import Manager, Service
@@ -59,7 +59,9 @@ def test_each_call_of_a_handler_fails(faulty, name):
     sandbox = faulty.sandbox
     bystanders = kept(sandbox)
     count = 0
-    for command in [entry for entry in EVERY + LARGE if entry[0] == name]:
+    commands = [entry for entry in EVERY + LARGE if entry[0] == name]
+    assert commands, f"machine.py has no {name}"
+    for command in commands:
         faulty.strike(command)
         descriptors = sandbox.daemon.fd_count()
         for error in ERRORS if long_form() else SOME_ERRORS:

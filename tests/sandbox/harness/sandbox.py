@@ -51,6 +51,8 @@ class Sandbox:
         self.remove = self.namespaces.remove
 
     def start_bus(self, policy=""):
+        """Starts a bus, also in place of one that was stopped."""
+        self._client = None
         self.bus = Bus(self.namespaces, policy)
 
     @property
