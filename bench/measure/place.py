@@ -49,7 +49,8 @@ class Place(Sandbox):
         return self.start_service(f"{INSIDE}/plain_service", name=PLAIN)
 
     def start_hostnamed(self):
-        return self.start_service("/usr/lib/systemd/systemd-hostnamed",
+        """With a host name of its own: it wakes up for each one that somebody else sets."""
+        return self.start_service("unshare", "--uts", "/usr/lib/systemd/systemd-hostnamed",
                                   name="org.freedesktop.hostname1")
 
     def start_kex_again(self):
