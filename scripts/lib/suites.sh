@@ -7,9 +7,9 @@
 # shellcheck source=fuzz.sh
 . "$ROOT/scripts/lib/fuzz.sh"
 
-SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized torture unit-arm64)
-CHECKS=(shellcheck format tidy cppcheck unit-clang hardening unit-valgrind package fuzz fuzz-planted
-    bench)
+SUITES=(unit unit-sanitized sandbox sandbox-sanitized kexctl kexctl-sanitized torture fuzz
+    unit-arm64)
+CHECKS=(shellcheck format tidy cppcheck unit-clang hardening unit-valgrind package fuzz-planted bench)
 
 # Any finding ends the program under test: none can go unseen.
 with_sanitizers() { # COMMAND...
