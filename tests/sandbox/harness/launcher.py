@@ -14,9 +14,9 @@ import struct
 import sys
 
 _NUMBERS = {
-    "x86_64": {"socket": 41, "prctl": 157, "clone": 56, "clone3": 435, "fork": 57,
+    "x86_64": {"close": 3, "socket": 41, "prctl": 157, "clone": 56, "clone3": 435, "fork": 57,
                "kill": 62},
-    "aarch64": {"socket": 198, "prctl": 167, "clone": 220, "clone3": 435,
+    "aarch64": {"close": 57, "socket": 198, "prctl": 167, "clone": 220, "clone3": 435,
                 "kill": 129},
 }
 _PR_SET_SECCOMP, _SECCOMP_MODE_FILTER, _PR_SET_NO_NEW_PRIVS = 22, 2, 38
@@ -50,9 +50,14 @@ class Program(ctypes.Structure):
     _fields_ = [("length", ctypes.c_ushort), ("filter", ctypes.c_char_p)]
 
 
-def _be_watched():
+def _be_watched(numbers):
+    # A signal can end the wait for a verdict before the call was made, and a descriptor that was
+    # not closed for that would be lost.
+    program = (_instruction(_LOAD, _OFFSET_NUMBER)
+               + _instruction(_JUMP_EQUAL, numbers["close"], 0, 1)
+               + _instruction(_RETURN, _ALLOW) + _instruction(_RETURN, _ASK))
     # From here on nothing of this process goes on before somebody listens.
-    whole = Program(1, _instruction(_RETURN, _ASK))
+    whole = Program(len(program) // 8, program)
     flags = _NEW_LISTENER | _WAIT_KILLABLE
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.syscall(_SECCOMP[platform.machine()], _SET_MODE_FILTER, flags, ctypes.byref(whole)) < 0:
@@ -100,7 +105,7 @@ def main():
     if refusals:
         _install(_filter(refusals))
     if watched:
-        _be_watched()
+        _be_watched(numbers)
     os.execv(rest[0], rest)
 
 
