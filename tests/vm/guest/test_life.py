@@ -108,6 +108,7 @@ class LogFile(MachineTest):
 
     def test_rotation_after_1501_messages(self):
         self.restart_without_log()
+        execute("UNKNOWN")  # is answered when the start has been logged to its end
         start = len(log.parse(read_log()))
         # Each argument is a message of its own, beside the command's and "unknown".
         execute("UNKNOWN", *["x"] * (1501 - start - 2))
