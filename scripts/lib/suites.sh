@@ -73,12 +73,12 @@ suite_unit_arm64() {
 }
 
 suite_sandbox() {
-    need_root && need_packages build sandbox && build release kex &&
+    need_root && need_packages build sandbox && build release kex verdicts &&
         run_on_daemon sandbox release "$1"
 }
 
 suite_sandbox_sanitized() {
-    need_root && need_packages build sandbox && build sanitized kex &&
+    need_root && need_packages build sandbox && build sanitized kex verdicts &&
         with_sanitizers run_on_daemon sandbox sanitized "$1"
 }
 

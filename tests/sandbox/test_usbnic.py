@@ -1,5 +1,6 @@
 """The USB network gadget and the ARP policy that goes with it."""
 
+import contextlib
 import fcntl
 import os
 
@@ -122,7 +123,11 @@ class Controller:
 
     def _opened(self):
         folder = f"/proc/{self._sandbox.daemon.pid}/fd"
-        return any(os.readlink(f"{folder}/{fd}").endswith("/UDC") for fd in os.listdir(folder))
+        for descriptor in os.listdir(folder):
+            with contextlib.suppress(FileNotFoundError):  # closed meanwhile, as that of the log is
+                if os.readlink(f"{folder}/{descriptor}").endswith("/UDC"):
+                    return True
+        return False
 
     def replace(self, lay):
         """Waits for the write, lays the file and returns what was written."""
