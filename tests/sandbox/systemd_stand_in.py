@@ -4,6 +4,7 @@ As a program it serves the system bus until it is ended:
 systemd_stand_in.py RECORD [SECONDS]
 """
 
+import contextlib
 import socket
 import sys
 import threading
@@ -115,15 +116,14 @@ class Service:
         self._thread.start()
 
     def _serve(self):
-        while not self._stop.is_set():
-            try:
-                message = self._connection.receive(timeout=0.02)
-            except TimeoutError:
-                continue
-            except OSError:
-                return  # a test has ended the bus
-            if message.header.message_type == MessageType.method_call:
-                self._connection.send(self._manager.answer(message))
+        with contextlib.suppress(OSError):  # once a test has ended the bus
+            while not self._stop.is_set():
+                with contextlib.suppress(TimeoutError):
+                    self._answer(self._connection.receive(timeout=0.02))
+
+    def _answer(self, message):
+        if message.header.message_type == MessageType.method_call:
+            self._connection.send(self._manager.answer(message))
 
     def close(self):
         self._stop.set()
